@@ -1,0 +1,3 @@
+#include "guilog_p.h"
+
+Q_LOGGING_CATEGORY(lcGuiLog, "QGuiLog")

@@ -1,0 +1,153 @@
+#include <vetrel/staticproperties.h>
+
+#include <QSignalSpy>
+#include <QtTest>
+
+// Price and Lots share one notify signal; Note notifies but is not USER;
+// Hidden is USER but cannot notify.
+class Quote : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString Price MEMBER price NOTIFY changed USER true)
+    Q_PROPERTY(int Lots MEMBER lots NOTIFY changed USER true)
+    Q_PROPERTY(QString Note MEMBER note NOTIFY noteChanged)
+    Q_PROPERTY(QString Hidden MEMBER hidden USER true)
+
+public:
+    QString price = QStringLiteral("1.5");
+    int lots = 2;
+    QString note;
+    QString hidden;
+
+Q_SIGNALS:
+    void changed();
+    void noteChanged();
+};
+
+class VenueQuote : public Quote
+{
+    Q_OBJECT
+    Q_PROPERTY(QString Venue MEMBER venue NOTIFY venueChanged USER true)
+
+public:
+    QString venue = QStringLiteral("MOEX");
+
+Q_SIGNALS:
+    void venueChanged();
+};
+
+class TestStaticProperties : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void connectAllWatchesNotifyingUserProperties();
+    void changesAreReportedAtOnceByName();
+    void lastBoundObjectWins();
+    void disconnectAllForgetsTheObject();
+};
+
+void TestStaticProperties::connectAllWatchesNotifyingUserProperties()
+{
+    StaticProperties watcher;
+    QVERIFY(!watcher.connectAll(nullptr));
+    QObject plain;
+    QVERIFY(watcher.connectAll(&plain));
+    QVERIFY(watcher.names().isEmpty());
+
+    VenueQuote quote;
+    QVERIFY(watcher.connectAll(&quote));
+    QCOMPARE(watcher.names(), (QStringList{"Lots", "Price", "Venue"}));
+    // Kept in the property's own type, not as text.
+    QCOMPARE(watcher.value("Lots").userType(), int(QMetaType::Int));
+    QCOMPARE(watcher.value("Lots"), QVariant(2));
+    QCOMPARE(watcher["Venue"], QVariant(QStringLiteral("MOEX")));
+    QVERIFY(!watcher.value("Note").isValid());
+    QVERIFY(!watcher.value("Hidden").isValid());
+    QCOMPARE(watcher.values(),
+             (Values{{"Lots", 2}, {"Price", QStringLiteral("1.5")}, {"Venue", QStringLiteral("MOEX")}}));
+}
+
+void TestStaticProperties::changesAreReportedAtOnceByName()
+{
+    StaticProperties watcher;
+    VenueQuote quote;
+    watcher.connectAll(&quote);
+    watcher.connectAll(&quote); // binding again must not double the reports
+    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
+
+    quote.price = QStringLiteral("2.75");
+    emit quote.changed();
+    // Synchronous, and every property on the shared signal is reported, in declaration order.
+    QCOMPARE(spy.count(), 2);
+    QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("Price"));
+    QCOMPARE(spy.at(1).at(0).toString(), QStringLiteral("Lots"));
+    QCOMPARE(watcher.value("Price"), QVariant(QStringLiteral("2.75")));
+    spy.clear();
+
+    // No comparison with the old value: a bare notification is reported too.
+    emit quote.venueChanged();
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("Venue"));
+    spy.clear();
+
+    emit quote.noteChanged();
+    QCOMPARE(spy.count(), 0);
+
+    // setValue writes through Qt's conversion; the cache follows by the
+    // notification that the write raises.
+    QVERIFY(watcher.setValue("Lots", QStringLiteral("7")));
+    QCOMPARE(quote.lots, 7);
+    QCOMPARE(watcher.value("Lots"), QVariant(7));
+    QCOMPARE(spy.count(), 2);
+
+    QVERIFY(!watcher.setValue("Nothing", 1));
+    QVERIFY(!watcher.value("Nothing").isValid());
+}
+
+void TestStaticProperties::lastBoundObjectWins()
+{
+    StaticProperties watcher;
+    Quote first;
+    Quote second;
+    watcher.connectAll(&first);
+    watcher.connectAll(&second);
+    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
+
+    watcher.setValues(Values{{"Lots", 9}, {"Price", QStringLiteral("3")}, {"Unknown", 1}});
+    QCOMPARE(second.lots, 9);
+    QCOMPARE(second.price, QStringLiteral("3"));
+    QCOMPARE(first.lots, 2);
+    QCOMPARE(first.price, QStringLiteral("1.5"));
+    QCOMPARE(watcher.values(), (Values{{"Lots", 9}, {"Price", QStringLiteral("3")}}));
+    spy.clear();
+
+    // The first object stays connected: its changes still land under the name.
+    first.lots = 4;
+    emit first.changed();
+    QCOMPARE(spy.count(), 2);
+    QCOMPARE(watcher.value("Lots"), QVariant(4));
+}
+
+void TestStaticProperties::disconnectAllForgetsTheObject()
+{
+    StaticProperties watcher;
+    QVERIFY(!watcher.disconnectAll(nullptr));
+    Quote quote;
+    VenueQuote other;
+    watcher.connectAll(&quote);
+    watcher.connectAll(&other);
+    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
+
+    QVERIFY(watcher.disconnectAll(&quote));
+    // The names go whichever object they belonged to; other's own Venue stays.
+    QCOMPARE(watcher.names(), QStringList{"Venue"});
+    QVERIFY(!watcher.setValue("Price", QStringLiteral("5")));
+    emit quote.changed();
+    QCOMPARE(spy.count(), 0);
+    emit other.venueChanged();
+    QCOMPARE(spy.count(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestStaticProperties)
+#include "tst_staticproperties.moc"
