@@ -1,0 +1,24 @@
+#ifndef VETREL_LOGINVALIDATOR_H
+#define VETREL_LOGINVALIDATOR_H
+
+#include <QRegExpValidator>
+
+#include <vetrel/vetrel_export.h>
+
+/**
+ * A regular-expression validator for login names that drops the blanks a user
+ * pastes or types around the name before judging it.
+ */
+class VETREL_EXPORT LoginValidator : public QRegExpValidator
+{
+    Q_OBJECT
+
+public:
+    explicit LoginValidator(QObject *parent = nullptr);
+    LoginValidator(const QRegExp &regExp, QObject *parent = nullptr);
+
+    /// Trims \a input in place; \a pos is left as it was (the line edit clamps it).
+    State validate(QString &input, int &pos) const override;
+};
+
+#endif
