@@ -1,0 +1,85 @@
+#include <vetrel/summator.h>
+
+#include <QLocale>
+#include <QMetaProperty>
+#include <QSignalSpy>
+#include <QtTest>
+
+class TestSummator : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() { QLocale::setDefault(QLocale::c()); }
+    void sums_data();
+    void sums();
+    void reportsOnlyRealChanges();
+};
+
+void TestSummator::sums_data()
+{
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("summand");
+    QTest::addColumn<QString>("addendum");
+    QTest::addColumn<QString>("value");
+
+    QTest::newRow("fractions") << "C" << "1.5" << "2.25" << "3.75";
+    QTest::newRow("common scale kept") << "C" << "-1.50" << "0.5" << "-1.00";
+    QTest::newRow("negative result") << "C" << "2" << "-3.125" << "-1.125";
+    QTest::newRow("addendum not a number") << "C" << "1.5" << "abc" << "1.5";
+    QTest::newRow("summand not a number") << "C" << "abc" << "2" << "abc";
+    QTest::newRow("empty addendum") << "C" << "7" << "" << "7";
+    QTest::newRow("both empty") << "C" << "" << "" << "";
+    QTest::newRow("overflow") << "C" << "5000000000000000000" << "5000000000000000000" << "5000000000000000000";
+    // Locale notation passes the loose check but is no canonical text.
+    QTest::newRow("locale notation") << "de_DE" << "1,5" << "1" << "1,5";
+    QTest::newRow("canonical under a comma locale") << "de_DE" << "1.5" << "1" << "2.5";
+}
+
+void TestSummator::sums()
+{
+    QFETCH(QString, locale);
+    QFETCH(QString, summand);
+    QFETCH(QString, addendum);
+    QFETCH(QString, value);
+
+    QLocale::setDefault(QLocale(locale));
+    Summator summator;
+    QSignalSpy spy(&summator, &Summator::changedValue);
+    summator.setProperty("Summand", summand);
+    summator.setProperty("Addendum", addendum);
+    QCOMPARE(summator.property("Value").toString(), value);
+    QCOMPARE(spy.isEmpty(), value.isEmpty());
+    if (!spy.isEmpty())
+        QCOMPARE(spy.last().at(0).toString(), value);
+}
+
+void TestSummator::reportsOnlyRealChanges()
+{
+    Summator summator;
+    // "Value" is the binding's read-only USER value; the operands are written
+    // by the binding and have nothing to report.
+    const QMetaObject *meta = summator.metaObject();
+    QCOMPARE(meta->classInfo(meta->indexOfClassInfo("Properties")).value(), "this");
+    QVERIFY(!summator.setProperty("Value", QStringLiteral("5")));
+    QCOMPARE(meta->userProperty().name(), "Value");
+
+    QSignalSpy spy(&summator, &Summator::changedValue);
+    summator.setSummand(QStringLiteral("1.5"));
+    QCOMPARE(spy.count(), 1);
+    summator.setSummand(QStringLiteral("1.5"));
+    QCOMPARE(spy.count(), 1);
+
+    // A new operand that leaves the result as it was emits nothing.
+    summator.setAddendum(QStringLiteral("abc"));
+    summator.setAddendum(QStringLiteral("xyz"));
+    QCOMPARE(spy.count(), 1);
+    summator.setAddendum(QStringLiteral("0.25"));
+    QCOMPARE(spy.count(), 2);
+    QCOMPARE(spy.last().at(0).toString(), QStringLiteral("1.75"));
+    summator.update();
+    QCOMPARE(spy.count(), 2);
+}
+
+QTEST_GUILESS_MAIN(TestSummator)
+#include "tst_summator.moc"
