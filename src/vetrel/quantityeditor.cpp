@@ -1,0 +1,7 @@
+#include "quantityeditor.h"
+
+QuantityEditor::QuantityEditor(QWidget *parent)
+    : NumberEditor(parent, 0)
+{
+    setCanNegative(false);
+}

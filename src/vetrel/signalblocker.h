@@ -1,0 +1,27 @@
+#ifndef VETREL_SIGNALBLOCKER_H
+#define VETREL_SIGNALBLOCKER_H
+
+#include <vetrel/vetrel_export.h>
+
+class QObject;
+
+/**
+ * Scope guard for QObject::blockSignals: sets the blocking state for the
+ * guard's lifetime and puts back the state it found, so nested guards and
+ * early returns (exceptions included) leave the object as it was.
+ */
+class VETREL_EXPORT SignalBlocker
+{
+public:
+    SignalBlocker(QObject *object, bool block);
+    ~SignalBlocker();
+
+    SignalBlocker(const SignalBlocker &) = delete;
+    SignalBlocker &operator=(const SignalBlocker &) = delete;
+
+private:
+    QObject *object;
+    bool previous;
+};
+
+#endif
