@@ -64,23 +64,14 @@ QString NumberEditor::getValue() const
 bool NumberEditor::isValid() const
 {
     // An unfinished text such as "-" is stored as it stands; it is no number.
-    bool ok = false;
-    const double number = value.toDouble(&ok);
-    if (!ok)
+    if (!decimal::canConvert(value, true))
         return false;
-    return getCanBeZero() || !qFuzzyCompare(1.0 + number, 1.0);
+    return getCanBeZero() || !qFuzzyCompare(1.0 + value.toDouble(), 1.0);
 }
 
 decimal NumberEditor::getDecimal() const
 {
-    if (!isValid())
-        return decimal::zero;
-    try {
-        return decimal(value);
-    } catch (...) {
-        // A binding may have stored what toDouble takes but decimal does not ("1e3").
-        return decimal::zero;
-    }
+    return isValid() ? decimal(value) : decimal::zero;
 }
 
 void NumberEditor::setValue(const QString &newValue)
