@@ -1,6 +1,7 @@
 #ifndef VETREL_FTPLISTPARSE_H
 #define VETREL_FTPLISTPARSE_H
 
+#include "FTPClient.h"
 #include "FTPFileStatus.h"
 
 #include <vetrel/vetrel_export.h>
@@ -18,14 +19,14 @@ namespace nsFTP
  * Any byte sequence is safe to hand in: the parser reads only within the
  * line and saturates instead of overflowing on absurd numbers.
  */
-class VETREL_EXPORT CFTPListParser
+class VETREL_EXPORT CFTPListParser : public CFTPClient::IFileListParser
 {
 public:
     CFTPListParser();
-    virtual ~CFTPListParser();
+    ~CFTPListParser() override;
 
     /** Fills ftpFileStatus from the line; false (and a reset status) when the line is not understood. */
-    virtual bool Parse(CFTPFileStatus &ftpFileStatus, const tstring &strLineToParse);
+    bool Parse(CFTPFileStatus &ftpFileStatus, const tstring &strLineToParse) override;
 
     /** Seconds of the day count for a date; the month counts from 0 (January). */
     static long ToTAI(long lYear, long lMonth, long lMDay);
