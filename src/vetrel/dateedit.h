@@ -1,0 +1,64 @@
+#ifndef VETREL_DATEEDIT_H
+#define VETREL_DATEEDIT_H
+
+#include <QComboBox>
+
+#include <vetrel/vetrel_export.h>
+
+class QCalendarWidget;
+class QDate;
+
+/**
+ * The date field of the forms: an editable combo box showing the date in the
+ * system locale's short format, with a calendar as its drop-down.
+ *
+ * Its Value is locale-independent: "yyyy.MM.dd HH:mm:ss.zzz", or empty for no
+ * date. The digits are wall-clock digits kept as if they were UTC, so no time
+ * zone ever shifts them. Unlike the plain value widgets, setValue() announces
+ * every change through changedValue(), in the canonical notation.
+ */
+class VETREL_EXPORT DateEdit : public QComboBox
+{
+    Q_OBJECT
+    Q_CLASSINFO("Properties", "thisOnly")
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
+                   DESIGNABLE true USER true)
+
+public:
+    explicit DateEdit(QWidget *parent = nullptr);
+
+    QString getValue() const;
+    /**
+     * Takes a date in one of "yyyy.MM.dd HH:mm:ss.zzz", "yyyy-MM-dd HH:mm:ss",
+     * "yyyy.MM.dd" or "yyyy-MM-dd"; any other text clears the date. With
+     * \a updateText the field shows the new date.
+     */
+    void setValue(const QString &text, bool updateText);
+    void setValue(const QString &text);
+
+    /// Opens the calendar under the field, on the current date or today.
+    void showPopup() override;
+    void hidePopup() override;
+
+signals:
+    void changedValue(const QString &newValue);
+
+protected slots:
+    void calendarActivated(const QDate &date);
+    void onTextChanged();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    void showValueText();
+
+    QCalendarWidget *m_calendar;
+    // Milliseconds since the epoch of the UTC-read wall clock; 0 is no date.
+    qint64 m_value = 0;
+    // Set while the field is being filled from the value, so that a text that
+    // reads back differently (no time of day, a two-digit year) keeps it.
+    bool m_showingValue = false;
+};
+
+#endif
