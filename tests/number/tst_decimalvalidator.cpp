@@ -84,10 +84,8 @@ void TestDecimalValidator::validate_data()
     addRow("minus alone", "-|", I, "-|");
     addRow("minus refused", "-|", X, "", positive);
     addRow("negative refused", "-5|", X, "", positive);
-    addRow("negative fraction refused", "-5.1|", X, "", positive);
     addRow("grouped while typing", "1234567|", A, "1_234_567|");
     addRow("cursor inside", "123|4567", A, "1_23|4_567");
-    addRow("cursor at start", "|1234", A, "|1_234");
     addRow("misplaced separators", "1_2_3|4", A, "1_23|4");
     addRow("separator deleted", "1|234", A, "1|_234");
     addRow("leading zeros", "0007|", A, "7|");
@@ -97,19 +95,15 @@ void TestDecimalValidator::validate_data()
     addRow("negative point first", "-.5|", A, "-.5|");
     addRow("point alone", ".|", X, "");
     addRow("plus dropped", "+12|", A, "12|");
-    addRow("plus dropped in fraction", "+1.5|", A, "1.5|");
     addRow("minus kept", "-12|", A, "-12|");
     addRow("negative grouped", "-1234.5|", A, "-1_234.5|");
     addRow("too many fraction digits", "1.234|", X, "");
     addRow("fraction digits", "1.23|", A, "1.23|");
     addRow("trailing point kept", "1.|", A, "1.|");
-    addRow("grouped with trailing point", "12345.|", A, "12_345.|");
     addRow("point without digits", "1.5|", X, "", whole);
     addRow("trailing point without digits", "1.|", X, "", whole);
-    addRow("whole number without digits", "15|", A, "15|", whole);
     addRow("integer digits limit", "1234|", X, "", threeDigits);
     addRow("leading zeros count", "0123|", X, "", threeDigits);
-    addRow("within integer digits", "123.4|", A, "123.4|", threeDigits);
     addRow("integer digits limit in fraction", "1234.5|", X, "", threeDigits);
     addRow("16 digits", "1234567890123456|", X, "");
     addRow("15 digits", "123456789012345|", A, "123_456_789_012_345|");
@@ -119,10 +113,8 @@ void TestDecimalValidator::validate_data()
     addRow("zero fraction allowed", "0.00|", A, "0.00|");
     addRow("zero intermediate", "0|", I, "0|", noZero);
     addRow("zero fraction intermediate", "0.00|", I, "0.00|", noZero);
-    addRow("non-zero with no zero", "0.01|", A, "0.01|", noZero);
     addRow("two points", "1.2.3|", X, "");
     addRow("sign inside", "1-2|", X, "");
-    addRow("two signs", "--1|", X, "");
     addRow("letters", "12a|", X, "");
     addRow("plain blank", "1 234|", X, "");
 }
