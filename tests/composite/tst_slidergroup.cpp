@@ -1,0 +1,115 @@
+#include <vetrel/quantityeditor.h>
+#include <vetrel/slidergroup.h>
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QtTest>
+
+class TestSliderGroup : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup() { delete m_group; }
+    void startsSwitchedOff();
+    void setValueSwitchesOn();
+    void userEditsStayInStep();
+
+private:
+    int emitted() const { return m_changed->count(); }
+    int lastEmitted() const { return m_changed->last().at(0).toInt(); }
+
+    SliderGroup *m_group = nullptr;
+    QCheckBox *m_check = nullptr;
+    QuantityEditor *m_editor = nullptr;
+    QSlider *m_slider = nullptr;
+    QSignalSpy *m_changed = nullptr;
+};
+
+void TestSliderGroup::init()
+{
+    m_group = new SliderGroup(QStringLiteral("Limit"), QStringLiteral("Volume"));
+    m_group->setMaximum(100);
+    m_check = m_group->findChild<QCheckBox *>();
+    m_editor = m_group->findChild<QuantityEditor *>();
+    m_slider = m_group->findChild<QSlider *>();
+    QVERIFY(m_check && m_editor && m_slider);
+    m_changed = new QSignalSpy(m_group, &SliderGroup::changedValue);
+    m_changed->setParent(m_group);
+    m_group->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_group));
+}
+
+void TestSliderGroup::startsSwitchedOff()
+{
+    QCOMPARE(m_group->title(), QStringLiteral("Volume"));
+    QCOMPARE(m_check->text(), QStringLiteral("Limit"));
+    auto *grid = qobject_cast<QGridLayout *>(m_group->layout());
+    QVERIFY(grid);
+    QCOMPARE(grid->itemAtPosition(0, 0)->widget(), m_check);
+    QCOMPARE(grid->itemAtPosition(0, 1)->widget(), m_editor);
+    QCOMPARE(grid->itemAtPosition(1, 0)->widget(), m_slider);
+    QCOMPARE(grid->itemAtPosition(1, 1)->widget(), m_slider);
+    QCOMPARE(m_slider->orientation(), Qt::Horizontal);
+
+    QVERIFY(!m_group->getRestrict());
+    QVERIFY(!m_editor->isEnabled());
+    QVERIFY(!m_slider->isEnabled());
+    QCOMPARE(m_group->getValue(), 0);
+}
+
+void TestSliderGroup::setValueSwitchesOn()
+{
+    m_group->setValue(5);
+    QVERIFY(m_group->getRestrict());
+    QVERIFY(m_editor->isEnabled() && m_slider->isEnabled());
+    QCOMPARE(m_slider->value(), 5);
+    QCOMPARE(m_editor->text(), QStringLiteral("5"));
+    QCOMPARE(emitted(), 1);
+    QCOMPARE(lastEmitted(), 5);
+
+    m_group->setValue(5);
+    QCOMPARE(emitted(), 1);
+    m_group->setValue(500);
+    QCOMPARE(m_group->getValue(), 100);
+    QCOMPARE(m_editor->getValue(), QStringLiteral("100"));
+}
+
+void TestSliderGroup::userEditsStayInStep()
+{
+    QTest::mouseClick(m_check, Qt::LeftButton);
+    QVERIFY(m_group->getRestrict());
+    QCOMPARE(emitted(), 0); // the number is reported when it next changes
+
+    QTest::keyClicks(m_editor, QStringLiteral("42"));
+    QCOMPARE(m_slider->value(), 42);
+    QCOMPARE(lastEmitted(), 42);
+
+    // Beyond the range: the slider clamps and the editor shows the clamped number.
+    QTest::keyClicks(m_editor, QStringLiteral("0"));
+    QCOMPARE(m_slider->value(), 100);
+    QCOMPARE(m_editor->text(), QStringLiteral("100"));
+    QCOMPARE(m_editor->getValue(), QStringLiteral("100"));
+    QCOMPARE(lastEmitted(), 100);
+
+    m_slider->setFocus();
+    QTest::keyClick(m_slider, Qt::Key_PageDown);
+    QCOMPARE(m_editor->text(), QString::number(m_slider->value()));
+    QCOMPARE(lastEmitted(), m_slider->value());
+    const int position = m_slider->value();
+    QVERIFY(position < 100);
+
+    m_changed->clear();
+    QTest::mouseClick(m_check, Qt::LeftButton);
+    QCOMPARE(emitted(), 1);
+    QCOMPARE(lastEmitted(), 0);
+    QCOMPARE(m_group->getValue(), 0);
+    QCOMPARE(m_slider->value(), position);
+    QVERIFY(!m_editor->isEnabled() && !m_slider->isEnabled());
+}
+
+QTEST_MAIN(TestSliderGroup)
+#include "tst_slidergroup.moc"
