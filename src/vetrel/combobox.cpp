@@ -34,7 +34,8 @@ void ComboBox::setModel(QAbstractItemModel *model)
     QComboBox::setModel(model);
     if (QCompleter *searcher = completer())
         searcher->setModel(model);
-    m_validator->setModel(model);
+    if (m_validator)
+        m_validator->setModel(model);
 }
 
 void ComboBox::showPopup()

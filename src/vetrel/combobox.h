@@ -2,6 +2,7 @@
 #define VETREL_COMBOBOX_H
 
 #include <QComboBox>
+#include <QPointer>
 
 #include <vetrel/vetrel_export.h>
 
@@ -22,6 +23,7 @@ class VETREL_EXPORT ComboBox : public QComboBox
 public:
     explicit ComboBox(QWidget *parent = nullptr);
 
+    /// Null once the line edit that owns it has been replaced.
     ComboBoxValidator *comboBoxValidator() const;
 
     /// Replaces the model and points the completer and the validator at it.
@@ -33,7 +35,7 @@ public:
     void showPopup() override;
 
 private:
-    ComboBoxValidator *m_validator;
+    QPointer<ComboBoxValidator> m_validator;
 };
 
 #endif

@@ -107,6 +107,13 @@ void TestComboBox::replacedModelIsFollowed()
     QString input = QStringLiteral("forts");
     int pos = 0;
     QCOMPARE(box.comboBoxValidator()->validate(input, pos), QValidator::Acceptable);
+
+    // The validator lives with the line edit it was made for.
+    box.setLineEdit(new QLineEdit);
+    QVERIFY(!box.comboBoxValidator());
+    QStringListModel other({QStringLiteral("SPB")});
+    box.setModel(&other);
+    QCOMPARE(box.completer()->model(), &other);
 }
 
 QTEST_MAIN(TestComboBox)
