@@ -96,14 +96,6 @@ ParseResult rescale(Parts *parts, int scale, UWide limit)
     return ParseResult::Ok;
 }
 
-UWide pow10(int exponent)
-{
-    UWide p = 1;
-    for (int i = 0; i < exponent; ++i)
-        p *= 10;
-    return p;
-}
-
 static QString digitsOf(UWide value)
 {
     char buffer[40];

@@ -42,7 +42,13 @@ ParseResult parse(const QString &text, const Notation &notation, UWide limit, in
 // Pads or checks the fraction digits so that the parts carry exactly `scale` of them.
 ParseResult rescale(Parts *parts, int scale, UWide limit);
 
-UWide pow10(int exponent);
+constexpr UWide pow10(int exponent)
+{
+    UWide p = 1;
+    for (int i = 0; i < exponent; ++i)
+        p *= 10;
+    return p;
+}
 QString toCanonical(const Parts &parts);
 QString toLocale(const Parts &parts, const QLocale &locale);
 double toDouble(const Parts &parts);

@@ -1,0 +1,50 @@
+#include "directory.h"
+
+#include "database.h"
+#include "icore.h"
+#include "table.h"
+#include "tablelocker.h"
+
+#include <QCoreApplication>
+
+Directory::Directory(const QString &tableName)
+    : m_tableName(tableName)
+{
+    // A directory is made on first use, maybe in a feed thread; its signal
+    // is meant for the GUI.
+    if (QCoreApplication::instance())
+        moveToThread(QCoreApplication::instance()->thread());
+}
+
+Table *Directory::table() const
+{
+    ICore *core = ICore::instance();
+    return core ? core->database()->table(m_tableName) : nullptr;
+}
+
+void Directory::refresh() const
+{
+    Table *current = table();
+    // A stamp of 0 marks an empty cache; a table that went away leaves a
+    // null pointer behind but a filled cache, which must go too.
+    if (current == m_table && (current ? current->stamp() : 0) == m_stamp)
+        return;
+    auto *self = const_cast<Directory *>(this);
+    if (current != m_table) {
+        if (m_table)
+            disconnect(m_table, nullptr, self, nullptr);
+        if (current)
+            connect(current, &Table::changed, self, &Directory::dataChanged);
+        m_table = current;
+    }
+    if (!current) {
+        self->rebuild(nullptr);
+        m_stamp = 0;
+        return;
+    }
+    TableLocker locker(current);
+    const quint64 stamp = current->stamp();
+    m_stamp = 0; // a rebuild that throws leaves the cache marked stale
+    self->rebuild(current);
+    m_stamp = stamp;
+}

@@ -1,0 +1,59 @@
+#ifndef HOST_DIRECTORY_H
+#define HOST_DIRECTORY_H
+
+#include <host/host_export.h>
+
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+
+class Table;
+
+/**
+ * The base of the directories: a cache over one table of the current core,
+ * rebuilt on the first lookup after the table changed (or after another core
+ * took over). Lookups are safe from any thread; don't call one while holding
+ * the lock of the directory's own table from a thread that writes it.
+ */
+class HOST_EXPORT Directory : public QObject
+{
+    Q_OBJECT
+
+public:
+    QString tableName() const { return m_tableName; }
+    // The current core's table; nullptr when there is none.
+    Table *table() const;
+
+signals:
+    // The table changed; delivered in the directory's (the GUI) thread.
+    void dataChanged();
+
+protected:
+    explicit Directory(const QString &tableName);
+
+    // Runs `read` on an up-to-date cache.
+    template<typename Read>
+    auto read(Read read) const
+    {
+        QMutexLocker locker(&m_mutex);
+        refresh();
+        return read();
+    }
+    // Follows the current core's table now, so dataChanged() comes from it.
+    void sync() const
+    {
+        read([] { return 0; });
+    }
+    // Fills the cache from the table (under its lock), or empties it for nullptr.
+    virtual void rebuild(const Table *table) = 0;
+
+private:
+    void refresh() const;
+
+    QString m_tableName;
+    mutable QMutex m_mutex;
+    mutable QPointer<Table> m_table;
+    mutable quint64 m_stamp = 0;
+};
+
+#endif

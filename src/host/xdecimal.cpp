@@ -1,0 +1,106 @@
+#include "xdecimal.h"
+
+#include "decimal_p.h"
+#include "exception.h"
+
+using namespace DecimalDetail;
+
+namespace
+{
+
+constexpr UWide mantissaLimit = pow10(36) - 1;
+
+Parts partsOf(__int128 mantissa, int scale)
+{
+    Parts p;
+    p.negative = mantissa < 0;
+    p.magnitude = p.negative ? UWide(-mantissa) : UWide(mantissa);
+    p.scale = scale;
+    return p;
+}
+
+[[maybe_unused]] const int registration = [] {
+    const int id = qRegisterMetaType<xdecimal>("xdecimal");
+    QMetaType::registerComparators<xdecimal>();
+    QMetaType::registerConverter<xdecimal, QString>(&xdecimal::toString);
+    return id;
+}();
+
+}
+
+const xdecimal xdecimal::zero;
+
+xdecimal::xdecimal(const QString &canonical)
+{
+    Parts parts;
+    const ParseResult result = parse(canonical, Notation::canonical(), mantissaLimit, maxScale, &parts);
+    if (result != ParseResult::Ok)
+        throwFor(result, canonical);
+    m_mantissa = parts.negative ? -Wide(parts.magnitude) : Wide(parts.magnitude);
+    m_scale = parts.scale;
+}
+
+xdecimal::xdecimal(const decimal &value)
+    : m_mantissa(value.mantissa())
+    , m_scale(value.scale())
+{
+}
+
+xdecimal::xdecimal(qint64 mantissa, int scale)
+    : m_mantissa(mantissa)
+    , m_scale(scale)
+{
+    if (scale < 0 || scale > maxScale)
+        throw Exception(QStringLiteral("Decimal scale out of range: %1").arg(scale));
+}
+
+QString xdecimal::toString() const
+{
+    return toCanonical(partsOf(m_mantissa, m_scale));
+}
+
+QString xdecimal::toSystemString() const
+{
+    return toLocale(partsOf(m_mantissa, m_scale), QLocale());
+}
+
+double xdecimal::toDouble() const
+{
+    return DecimalDetail::toDouble(partsOf(m_mantissa, m_scale));
+}
+
+decimal xdecimal::toDecimal() const
+{
+    if (m_scale > decimal::maxScale || m_mantissa > std::numeric_limits<qint64>::max()
+        || m_mantissa < -std::numeric_limits<qint64>::max())
+        throw Exception(QStringLiteral("Decimal overflow: \"%1\"").arg(toString()));
+    return decimal(qint64(m_mantissa), m_scale);
+}
+
+int xdecimal::compare(const xdecimal &a, const xdecimal &b)
+{
+    if (a.m_scale == b.m_scale)
+        return (a.m_mantissa > b.m_mantissa) - (a.m_mantissa < b.m_mantissa);
+    return DecimalDetail::compare(partsOf(a.m_mantissa, a.m_scale), partsOf(b.m_mantissa, b.m_scale));
+}
+
+bool operator==(const xdecimal &a, const xdecimal &b)
+{
+    return xdecimal::compare(a, b) == 0;
+}
+
+bool operator<(const xdecimal &a, const xdecimal &b)
+{
+    return xdecimal::compare(a, b) < 0;
+}
+
+xdecimal operator+(const xdecimal &a, const xdecimal &b)
+{
+    Parts sum;
+    if (!add(partsOf(a.m_mantissa, a.m_scale), partsOf(b.m_mantissa, b.m_scale), mantissaLimit, &sum))
+        throw Exception(QStringLiteral("Decimal overflow: %1 + %2").arg(a.toString(), b.toString()));
+    xdecimal result;
+    result.m_mantissa = sum.negative ? -Wide(sum.magnitude) : Wide(sum.magnitude);
+    result.m_scale = sum.scale;
+    return result;
+}

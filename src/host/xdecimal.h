@@ -1,0 +1,55 @@
+#ifndef HOST_XDECIMAL_H
+#define HOST_XDECIMAL_H
+
+#include <host/decimal.h>
+#include <host/host_export.h>
+
+#include <QMetaType>
+#include <QString>
+
+class QLocale;
+
+/**
+ * The extended decimal: like decimal, with a 128-bit mantissa holding up to
+ * 36 significant digits and up to 36 fraction digits (amounts in minor units
+ * of very large sums, rates with many digits).
+ */
+class HOST_EXPORT xdecimal
+{
+public:
+    static constexpr int maxScale = 36;
+
+    constexpr xdecimal() = default;
+    explicit xdecimal(const QString &canonical);
+    xdecimal(const decimal &value);
+    xdecimal(qint64 mantissa, int scale);
+
+    static const xdecimal zero;
+
+    QString toString() const;
+    QString toSystemString() const;
+    double toDouble() const;
+    int scale() const { return m_scale; }
+    bool isZero() const { return m_mantissa == 0; }
+    // Throws Exception when the value does not fit a decimal.
+    decimal toDecimal() const;
+
+    friend HOST_EXPORT bool operator==(const xdecimal &a, const xdecimal &b);
+    friend HOST_EXPORT bool operator<(const xdecimal &a, const xdecimal &b);
+    friend HOST_EXPORT xdecimal operator+(const xdecimal &a, const xdecimal &b);
+
+    static int compare(const xdecimal &a, const xdecimal &b);
+
+private:
+    __int128 m_mantissa = 0;
+    int m_scale = 0;
+};
+
+inline bool operator!=(const xdecimal &a, const xdecimal &b) { return !(a == b); }
+inline bool operator>(const xdecimal &a, const xdecimal &b) { return b < a; }
+inline bool operator<=(const xdecimal &a, const xdecimal &b) { return !(b < a); }
+inline bool operator>=(const xdecimal &a, const xdecimal &b) { return !(a < b); }
+
+Q_DECLARE_METATYPE(xdecimal)
+
+#endif
