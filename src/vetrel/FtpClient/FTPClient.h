@@ -19,6 +19,8 @@ namespace nsFTP
 {
 
 class CFTPFileStatus;
+class COutputStream;
+class CFile;
 
 /**
  * One FTP client connection (RFC 959, with SIZE and MDTM of RFC 3659).
@@ -247,30 +249,37 @@ private:
     template <typename TMethod, typename... TArgs>
     void Notify(TMethod pMethod, const TArgs&... args) const;
 
-    static bool TransferFile(const CFTPClient& SourceFtpServer, const tstring& strSourceFile,
-                             const CFTPClient& TargetFtpServer, const tstring& strTargetFile,
+    static bool TransferFile(const CFTPClient& crSourceFtpServer, const tstring& strSourceFile,
+                             const CFTPClient& crTargetFtpServer, const tstring& strTargetFile,
                              const CRepresentation& repType, bool fSourceIsPassive);
+
+    void ReportError(const tstring& strErrorMsg, unsigned int uiLine) const;
+    void ReportSocketError(const nsSocket::CBlockingSocketException& blockingException, unsigned int uiLine) const;
+    bool IsSendable(const CArg& Arguments);
+    void DropControlConnection();
+    bool SendLogonStep(int iStepCommand, CReply& Reply);
+    bool ReceiveResponseLines();
+    bool QueueResponseLines();
+    int SimpleCommand(const CCommand& Command, const CArg& Arguments = CArg());
 
     bool OpenActiveDataConnection(nsSocket::IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
                                   const tstring& strPath, unsigned int dwByteOffset);
     bool OpenPassiveDataConnection(nsSocket::IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
                                    const tstring& strPath, unsigned int dwByteOffset);
-    bool SendDataChannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath, unsigned int dwByteOffset);
-    bool TransferData(const CCommand& crDatachannelCmd, ITransferNotification& Observer,
-                      nsSocket::IBlockingSocket& sckDataConnection);
+    bool WaitForConnection(const nsSocket::IBlockingSocket& sckListener) const;
+    bool SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath, unsigned int dwByteOffset);
+    bool CloseDataConnection(nsSocket::IBlockingSocket& sckDataConnection);
+    bool ReadClosingReply();
     bool ReceiveData(ITransferNotification& Observer, nsSocket::IBlockingSocket& sckDataConnection);
     bool SendData(ITransferNotification& Observer, nsSocket::IBlockingSocket& sckDataConnection);
+    void FailTransfer(const nsSocket::CBlockingSocketException& blockingException,
+                      nsSocket::IBlockingSocket& sckDataConnection);
     void FinishAbortedTransfer(nsSocket::IBlockingSocket& sckDataConnection);
-    bool ReadClosingReply();
 
-    bool ReceiveResponseLines();
-    int SimpleCommand(const CCommand& Command, const CArg& Arguments = CArg());
-    int TypeFormatCommand(const CCommand& Command, const tstring& strArgument);
-    bool ListInto(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv);
-    bool ParseListing(const CCommand& Command, const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv);
-    bool IsSendable(const CArg& Arguments);
-    void ReportError(const tstring& strErrorMsg, unsigned int uiLine) const;
-    void ReportSocketError(const nsSocket::CBlockingSocketException& blockingException, unsigned int uiLine) const;
+    bool ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream);
+    bool ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv);
+    bool ListParsed(const CCommand& Command, const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv);
+    bool CheckLocalFile(CFile& file);
 
     const unsigned int mc_uiTimeout;
     const unsigned int mc_uiResponseWait;

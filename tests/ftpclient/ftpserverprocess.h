@@ -1,0 +1,54 @@
+#ifndef VETREL_TESTS_FTPSERVERPROCESS_H
+#define VETREL_TESTS_FTPSERVERPROCESS_H
+
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+
+/**
+ * A real FTP server for the tests: pyftpdlib or vsftpd, started on 127.0.0.1
+ * with a private configuration over a temporary directory, and stopped by its
+ * process id when the object goes.
+ *
+ * Both serve a writable directory "/pub"; localPath() maps a remote path to
+ * the file behind it, so tests can check transfers byte for byte.
+ */
+class FtpServerProcess
+{
+public:
+    enum Kind { Pyftpdlib, Vsftpd };
+
+    explicit FtpServerProcess(Kind kind);
+    ~FtpServerProcess();
+
+    FtpServerProcess(const FtpServerProcess&) = delete;
+    FtpServerProcess& operator=(const FtpServerProcess&) = delete;
+
+    /// Starts the server and waits until it accepts connections; false with errorString() otherwise.
+    bool start();
+    void stop();
+
+    Kind kind() const { return m_kind; }
+    QString name() const;
+    QString errorString() const { return m_error; }
+    unsigned short port() const { return m_port; }
+    QString user() const;
+    QString password() const;
+    /// The local file behind a remote absolute path.
+    QString localPath(const QString& remotePath) const;
+
+private:
+    bool startPyftpdlib();
+    bool startVsftpd();
+    bool waitUntilListening();
+
+    const Kind m_kind;
+    QTemporaryDir m_dir;
+    QProcess m_process;
+    unsigned short m_port = 0;
+    QString m_error;
+};
+
+#endif

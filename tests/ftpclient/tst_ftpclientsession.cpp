@@ -1,0 +1,641 @@
+// The FTP client against the scripted server: what is sent, how replies are
+// read, and the failures real servers cannot be made to produce.
+
+#include "scriptedftpserver.h"
+
+#include <vetrel/FtpClient/FTPClient.h>
+#include <vetrel/FtpClient/FTPTransferTargets.h>
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <functional>
+
+using namespace nsFTP;
+
+namespace
+{
+
+/// Remembers what the client tells its observers.
+class RecordingObserver : public CFTPClient::CNotification
+{
+public:
+    void OnInternalError(const tstring& strErrorMsg, const tstring&, unsigned int) override { errors.push_back(strErrorMsg); }
+    void OnSendCommand(const CCommand& command, const CArg& arguments) override { sent.push_back(command.AsString(arguments)); }
+    void OnResponse(const CFTPClient::CReply& reply) override { replies.push_back(reply.Value()); }
+    void OnBytesReceived(const std::vector<char>&, long lReceivedBytes) override
+    {
+        received += lReceivedBytes;
+        if (onBytes)
+            onBytes();
+    }
+
+    std::vector<tstring> errors;
+    std::vector<tstring> sent;
+    std::vector<tstring> replies;
+    long received = 0;
+    std::function<void()> onBytes;
+};
+
+/// A socket that refuses, and records, connections to anything but 127.0.0.1.
+class LoopbackOnlySocket : public nsSocket::CBlockingSocket
+{
+public:
+    explicit LoopbackOnlySocket(std::shared_ptr<std::vector<std::string>> connects) : m_connects(std::move(connects)) {}
+
+    std::shared_ptr<IBlockingSocket> CreateInstance() const override
+    {
+        return std::make_shared<LoopbackOnlySocket>(m_connects);
+    }
+    void Connect(const sockaddr* psa) const override
+    {
+        const nsSocket::CSockAddr addr(*psa);
+        m_connects->push_back(addr.DottedDecimal());
+        if (addr.DottedDecimal() != "127.0.0.1")
+            throw nsSocket::CBlockingSocketException("Connect");
+        CBlockingSocket::Connect(psa);
+    }
+
+private:
+    std::shared_ptr<std::vector<std::string>> m_connects;
+};
+
+QStringList toQt(const std::vector<std::string>& lines)
+{
+    QStringList list;
+    for (const std::string& line : lines)
+        list << QString::fromStdString(line);
+    return list;
+}
+
+const unsigned int Timeout = 1;
+
+}
+
+using ClientCall = std::function<int(CFTPClient&)>;
+Q_DECLARE_METATYPE(ClientCall)
+
+class TestFtpClientSession : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// Connects a fresh client to the server and reads the greeting the script starts with.
+    static bool connect(CFTPClient& client, ScriptedFtpServer& server)
+    {
+        server.start();
+        CFTPClient::CReply reply;
+        return client.OpenControlChannel("127.0.0.1", server.port()) && client.GetResponse(reply);
+    }
+
+private slots:
+    void replies_data();
+    void replies();
+    void queuedLinesComeFromOneReceive();
+    void observersDetachOnBothSides();
+    void logonSequences_data();
+    void logonSequences();
+    void simpleCommands_data();
+    void simpleCommands();
+    void lineBreaksAreNeverSent();
+    void oversizedRepliesEndTheConnection_data();
+    void oversizedRepliesEndTheConnection();
+    void stallsAndDropsEndAfterTheTimeout();
+    void restartDecidesWhetherRetrIsSent();
+    void activeAndPassiveDataConnections();
+    void passiveAddressOverride();
+    void abortStopsTheDownload();
+    void emptyUploadSucceeds();
+    void brokenDownloadKeepsItsBytesForResuming();
+    void serverToServerCopyOrder_data();
+    void serverToServerCopyOrder();
+};
+
+void TestFtpClientSession::replies_data()
+{
+    QTest::addColumn<QStringList>("pieces");
+    QTest::addColumn<bool>("result");
+    QTest::addColumn<QString>("code");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("single line") << QStringList{"200 NOOP ok\r\n"} << true << "200" << "200 NOOP ok";
+    QTest::newRow("multi-line ends only at its own number with a blank")
+        << QStringList{"230-Welcome\r\n230-x\r\n231 x\r\n230 Done\r\n"} << true << "230"
+        << "230-Welcome\r\n230-x\r\n231 x\r\n230 Done";
+    QTest::newRow("multi-line split across reads")
+        << QStringList{"23", "0-Wel", "come\r\n230 Do", "ne\r\n"} << true << "230" << "230-Welcome\r\n230 Done";
+    QTest::newRow("bare line feed is kept") << QStringList{"200 ok\n"} << true << "200" << "200 ok\n";
+    QTest::newRow("first digit 0") << QStringList{"099 odd\r\n"} << false << "" << "099 odd";
+    QTest::newRow("second digit 6") << QStringList{"260 odd\r\n"} << false << "" << "260 odd";
+    QTest::newRow("too short for a code") << QStringList{"20\r\n"} << false << "" << "20";
+}
+
+void TestFtpClientSession::replies()
+{
+    QFETCH(QStringList, pieces);
+    QFETCH(bool, result);
+    ScriptedFtpServer server;
+    server.reply("220 ready").expect();
+    for (const QString& piece : pieces)
+        server.send(piece.toStdString()).pause(30);
+
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    QVERIFY(connect(client, server));
+    QVERIFY(client.SendCommand(CCommand::cmdNOOP, CArg()));
+    CFTPClient::CReply reply;
+    QCOMPARE(client.GetResponse(reply), result);
+    QTEST(QString::fromStdString(reply.Code().Value()), "code");
+    QTEST(QString::fromStdString(reply.Value()), "text");
+    QCOMPARE(QString::fromStdString(observer.replies.back()), QString::fromStdString(reply.Value()));
+}
+
+void TestFtpClientSession::queuedLinesComeFromOneReceive()
+{
+    ScriptedFtpServer server;
+    server.send("220 a\r\n221 b\r\n").pause(1500);
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    server.start();
+    QVERIFY(client.OpenControlChannel("127.0.0.1", server.port()));
+    // Both lines arrive in one segment; the second must come from the queue,
+    // not from another receive (which would time out while the server waits).
+    tstring line;
+    QVERIFY(client.GetSingleResponseLine(line));
+    QCOMPARE(line, tstring("220 a"));
+    QVERIFY(client.GetSingleResponseLine(line));
+    QCOMPARE(line, tstring("221 b"));
+}
+
+void TestFtpClientSession::observersDetachOnBothSides()
+{
+    auto client = std::make_unique<CFTPClient>();
+    auto first = std::make_unique<RecordingObserver>();
+    RecordingObserver second;
+    client->AttachObserver(first.get());
+    client->AttachObserver(first.get());
+    client->AttachObserver(&second);
+    QCOMPARE(client->GetObservers().size(), size_t(2));
+
+    first.reset();
+    QCOMPARE(client->GetObservers().size(), size_t(1));
+    QVERIFY(client->GetObservers().count(&second));
+
+    // The client goes first: the observer must not reach back into it when it goes.
+    client.reset();
+    CFTPClient other;
+    other.AttachObserver(&second);
+    other.DetachObserver(&second);
+    QVERIFY(other.GetObservers().empty());
+
+    // Copies of an observer start unattached.
+    CFTPClient third;
+    third.AttachObserver(&second);
+    RecordingObserver copy(second);
+    QCOMPARE(third.GetObservers().size(), size_t(1));
+}
+
+void TestFtpClientSession::logonSequences_data()
+{
+    QTest::addColumn<int>("firewallType");
+    QTest::addColumn<int>("hostPort");
+    QTest::addColumn<QStringList>("answers");
+    QTest::addColumn<QStringList>("expectedCommands");
+    QTest::addColumn<bool>("loggedOn");
+    QTest::addColumn<bool>("logonFailedReported");
+
+    const QString cwd = "CWD /start";
+    QTest::newRow("none, 230 to USER needs no PASS")
+        << 0 << 21 << QStringList{"230 ok", "250 ok"} << QStringList{"USER joe", cwd} << true << false;
+    QTest::newRow("none, with PASS and ACCT")
+        << 0 << 21 << QStringList{"331 pw", "332 acct", "230 ok", "250 ok"}
+        << QStringList{"USER joe", "PASS pw", "ACCT acc", cwd} << true << false;
+    QTest::newRow("none, 3xx to ACCT fails")
+        << 0 << 21 << QStringList{"331 pw", "332 acct", "332 again"} << QStringList{"USER joe", "PASS pw", "ACCT acc"}
+        << false << true;
+    QTest::newRow("none, 530 to PASS") << 0 << 21 << QStringList{"331 pw", "530 no"}
+                                       << QStringList{"USER joe", "PASS pw"} << false << false;
+    QTest::newRow("SITE hostname, port 21")
+        << 1 << 21 << QStringList{"331 fw", "230 fw ok", "331 site", "331 user", "230 ok", "250 ok"}
+        << QStringList{"USER fwjoe", "PASS fwpw", "SITE ftp.example", "USER joe", "PASS pw", cwd} << true << false;
+    QTest::newRow("SITE hostname, other port, 2xx to SITE fails")
+        << 1 << 2121 << QStringList{"230 fw ok", "200 site"} << QStringList{"USER fwjoe", "SITE ftp.example:2121"}
+        << false << true;
+    QTest::newRow("USER after logon")
+        << 2 << 21 << QStringList{"331 fw", "230 fw ok", "331 user", "230 ok", "250 ok"}
+        << QStringList{"USER fwjoe", "PASS fwpw", "USER joe@ftp.example", "PASS pw", cwd} << true << false;
+    QTest::newRow("proxy OPEN") << 3 << 2121 << QStringList{"220 open", "331 user", "230 ok", "250 ok"}
+                                << QStringList{"OPEN ftp.example:2121", "USER joe", "PASS pw", cwd} << true << false;
+    QTest::newRow("transparent")
+        << 4 << 21 << QStringList{"331 fw", "230 fw ok", "331 user", "230 ok", "250 ok"}
+        << QStringList{"USER fwjoe", "PASS fwpw", "USER joe", "PASS pw", cwd} << true << false;
+    QTest::newRow("USER with no logon") << 5 << 21 << QStringList{"331 user", "230 ok", "250 ok"}
+                                        << QStringList{"USER joe@ftp.example", "PASS pw", cwd} << true << false;
+    QTest::newRow("USER fireID@remotehost")
+        << 6 << 21 << QStringList{"331 fw", "230 fw ok", "331 user", "230 ok", "250 ok"}
+        << QStringList{"USER fwjoe@ftp.example", "PASS fwpw", "USER joe", "PASS pw", cwd} << true << false;
+    QTest::newRow("USER remoteID@remotehost fireID")
+        << 7 << 21 << QStringList{"331 pw", "230 ok", "250 ok"}
+        << QStringList{"USER joe@ftp.example fwjoe", "PASS pw", cwd} << true << false;
+    QTest::newRow("USER remoteID@remotehost fireID, 2xx to USER fails")
+        << 7 << 21 << QStringList{"230 ok"} << QStringList{"USER joe@ftp.example fwjoe"} << false << true;
+    QTest::newRow("USER remoteID@fireID@remotehost")
+        << 8 << 21 << QStringList{"331 pw", "230 ok", "250 ok"}
+        << QStringList{"USER joe@fwjoe@ftp.example", "PASS pw@fwpw", cwd} << true << false;
+    QTest::newRow("start directory refused") << 0 << 21 << QStringList{"230 ok", "550 no"}
+                                             << QStringList{"USER joe", cwd} << false << false;
+}
+
+void TestFtpClientSession::logonSequences()
+{
+    QFETCH(int, firewallType);
+    QFETCH(int, hostPort);
+    QFETCH(QStringList, answers);
+    QFETCH(bool, loggedOn);
+    QFETCH(QStringList, expectedCommands);
+    QFETCH(bool, logonFailedReported);
+
+    ScriptedFtpServer server;
+    server.reply("220 ready");
+    for (const QString& answer : answers)
+        server.answer(answer.toStdString());
+
+    // Under a firewall the client connects to the firewall; the remote host is only named.
+    const bool direct = firewallType == 0;
+    const CLogonInfo info(direct ? "127.0.0.1" : "ftp.example", direct ? server.port() : hostPort, "joe", "pw", "acc",
+                          "127.0.0.1", "fwjoe", "fwpw", server.port(),
+                          CFirewallType(static_cast<CFirewallType::TFirewallTypeEnum>(firewallType)));
+
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout, 4096, 0, "/start");
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    server.start();
+    QCOMPARE(client.Login(info), loggedOn);
+    server.waitFinished();
+    QCOMPARE(toQt(server.commands()), expectedCommands);
+    const bool reported = std::count(observer.errors.begin(), observer.errors.end(), "Logon failed.") == 1;
+    QCOMPARE(reported, logonFailedReported);
+}
+
+void TestFtpClientSession::simpleCommands_data()
+{
+    QTest::addColumn<ClientCall>("call");
+    QTest::addColumn<QStringList>("answers");
+    QTest::addColumn<QStringList>("expectedCommands");
+    QTest::addColumn<int>("result");
+
+    const auto row = [](const char* name, ClientCall call, QStringList answers, QStringList expected, int result) {
+        QTest::newRow(name) << call << answers << expected << result;
+    };
+    row("CWD", [](CFTPClient& c) { return c.ChangeWorkingDirectory("/a b"); }, {"250 ok"}, {"CWD /a b"}, 0);
+    row("CDUP 550", [](CFTPClient& c) { return c.ChangeToParentDirectory(); }, {"550 no"}, {"CDUP"}, 1);
+    row("PWD", [](CFTPClient& c) { return c.PrintWorkingDirectory(); }, {"257 \"/\""}, {"PWD"}, 0);
+    row("MKD 450", [](CFTPClient& c) { return c.MakeDirectory("d"); }, {"450 busy"}, {"MKD d"}, 1);
+    row("RMD", [](CFTPClient& c) { return c.RemoveDirectory("d"); }, {"250 ok"}, {"RMD d"}, 0);
+    row("DELE", [](CFTPClient& c) { return c.Delete("f"); }, {"250 ok"}, {"DELE f"}, 0);
+    row("SITE", [](CFTPClient& c) { return c.SiteParameters("CHMOD 644 f"); }, {"200 ok"}, {"SITE CHMOD 644 f"}, 0);
+    row("HELP without topic", [](CFTPClient& c) { return c.Help(); }, {"214-help\r\n214 end"}, {"HELP"}, 0);
+    row("HELP topic", [](CFTPClient& c) { return c.Help("RETR"); }, {"214 retr"}, {"HELP RETR"}, 0);
+    row("STAT", [](CFTPClient& c) { return c.Status("f"); }, {"213 stat"}, {"STAT f"}, 0);
+    row("SMNT", [](CFTPClient& c) { return c.StructureMount("/m"); }, {"502 no"}, {"SMNT /m"}, 1);
+    row("SYST", [](CFTPClient& c) { return c.System(); }, {"215 UNIX"}, {"SYST"}, 0);
+    row("NOOP 1xx", [](CFTPClient& c) { return c.Noop(); }, {"120 soon"}, {"NOOP"}, -1);
+    row("REIN 3xx", [](CFTPClient& c) { return c.Reinitialize(); }, {"350 odd"}, {"REIN"}, -1);
+    row("ALLO", [](CFTPClient& c) { return c.Allocate(100); }, {"200 ok"}, {"ALLO 100"}, 0);
+    row("ALLO with record size", [](CFTPClient& c) { const int size = 10; return c.Allocate(100, &size); },
+        {"200 ok"}, {"ALLO 100 R 10"}, 0);
+    row("STRU", [](CFTPClient& c) { return c.FileStructure(CStructure::Record()); }, {"200 ok"}, {"STRU R"}, 0);
+    row("MODE", [](CFTPClient& c) { return c.TransferMode(CTransferMode::Block()); }, {"504 no"}, {"MODE B"}, 1);
+    row("ABOR", [](CFTPClient& c) { return c.Abort(); }, {"225 none"}, {"ABOR"}, 0);
+    row("TYPE A N", [](CFTPClient& c) { return c.RepresentationType(CRepresentation(CType::ASCII(), CTypeFormat::NonPrint())); },
+        {"200 ok"}, {"TYPE A N"}, 0);
+    row("TYPE is sent once while it holds",
+        [](CFTPClient& c) { return c.RepresentationType(CType::Image()) + c.RepresentationType(CType::Image()); },
+        {"200 ok"}, {"TYPE I"}, 0);
+    row("TYPE is sent again after a refusal",
+        [](CFTPClient& c) { return c.RepresentationType(CType::Image()) + 10 * c.RepresentationType(CType::Image()); },
+        {"500 no", "200 ok"}, {"TYPE I", "TYPE I"}, 1);
+    row("Rename", [](CFTPClient& c) { return c.Rename("a", "b"); }, {"350 go on", "250 ok"}, {"RNFR a", "RNTO b"}, 0);
+    row("Move refused at RNFR", [](CFTPClient& c) { return c.Move("a", "b"); }, {"550 none"}, {"RNFR a"}, 1);
+    row("Rename, 2xx to RNFR", [](CFTPClient& c) { return c.Rename("a", "b"); }, {"250 odd"}, {"RNFR a"}, -1);
+    row("PORT", [](CFTPClient& c) { return c.DataPort("10.0.0.5", 5001); }, {"200 ok"}, {"PORT 10,0,0,5,19,137"}, 0);
+    row("PASV", [](CFTPClient& c) {
+            unsigned int ip = 0;
+            unsigned short port = 0;
+            const int result = c.Passive(ip, port);
+            return result == 0 && ip == 0xC0A80102u && port == 5001 ? 0 : 99;
+        },
+        {"227 Entering Passive Mode (192,168,1,2,19,137)."}, {"PASV"}, 0);
+    row("PASV without an address", [](CFTPClient& c) { unsigned int ip; unsigned short port; return c.Passive(ip, port); },
+        {"227 Entering Passive Mode 192,168,1,2,19,137"}, {"PASV"}, -1);
+    row("PASV with a number above 255", [](CFTPClient& c) { unsigned int ip; unsigned short port; return c.Passive(ip, port); },
+        {"227 (192,168,1,256,19,137)"}, {"PASV"}, -1);
+    row("REST 350", [](CFTPClient& c) { return c.Restart(4096); }, {"350 ok"}, {"REST 4096"}, 0);
+    row("REST 502", [](CFTPClient& c) { return c.Restart(4096); }, {"502 no"}, {"REST 4096"}, 1);
+    row("REST 200", [](CFTPClient& c) { return c.Restart(4096); }, {"200 odd"}, {"REST 4096"}, -1);
+    row("SIZE", [](CFTPClient& c) { long size = 0; return c.FileSize("f", size) == 0 && size == 123456789 ? 0 : 99; },
+        {"213 123456789"}, {"SIZE f"}, 0);
+    row("SIZE not a number", [](CFTPClient& c) { long size = 0; return c.FileSize("f", size); }, {"213 big"}, {"SIZE f"}, -1);
+    row("MDTM", [](CFTPClient& c) {
+            tm time{};
+            const int result = c.FileModificationTime("f", time);
+            return result == 0 && time.tm_year == 124 && time.tm_mon == 1 && time.tm_mday == 29 && time.tm_hour == 23
+                           && time.tm_min == 59 && time.tm_sec == 58 ? 0 : 99;
+        },
+        {"213 20240229235958.123"}, {"MDTM f"}, 0);
+    row("MDTM as text", [](CFTPClient& c) { tstring text; return c.FileModificationTime("f", text) == 0 && text == "20240229235958" ? 0 : 99; },
+        {"213 20240229235958"}, {"MDTM f"}, 0);
+    row("MDTM garbled", [](CFTPClient& c) { tm time{}; return c.FileModificationTime("f", time); },
+        {"213 2024-02-29"}, {"MDTM f"}, -1);
+    row("QUIT", [](CFTPClient& c) { const int result = c.Logout(); return c.IsConnected() ? 99 : result; },
+        {"221 bye"}, {"QUIT"}, 0);
+}
+
+void TestFtpClientSession::simpleCommands()
+{
+    QFETCH(ClientCall, call);
+    QFETCH(QStringList, answers);
+    QFETCH(QStringList, expectedCommands);
+
+    ScriptedFtpServer server;
+    server.reply("220 ready");
+    for (const QString& answer : answers)
+        server.answer(answer.toStdString());
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    server.start();
+    QVERIFY(client.OpenControlChannel("127.0.0.1", server.port()));
+    CFTPClient::CReply greeting;
+    QVERIFY(client.GetResponse(greeting));
+
+    QTEST(call(client), "result");
+    server.waitFinished();
+    QCOMPARE(toQt(server.commands()), expectedCommands);
+}
+
+void TestFtpClientSession::lineBreaksAreNeverSent()
+{
+    ScriptedFtpServer server;
+    server.reply("220 ready").answer("200 ok");
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    QVERIFY(connect(client, server));
+
+    QCOMPARE(client.Delete("a\r\nDELE b"), -1);
+    QCOMPARE(client.ChangeWorkingDirectory("x\ny"), -1);
+    QCOMPARE(client.Rename("good", "bad\rname"), -1);
+    QVERIFY(!client.SendCommand(CCommand::cmdSITE, CArg("EXEC\nrm")));
+    QVERIFY(!client.DownloadFile("f\r\n", "/dev/null", CType::Image()));
+    COutputStream stream("\r\n", "up");
+    QVERIFY(!client.UploadFile(stream, "f\n", false, CType::Image()));
+    QCOMPARE(observer.errors.size(), size_t(6));
+    QVERIFY(observer.sent.empty());
+
+    // Nothing reached the server before this command.
+    QCOMPARE(client.Noop(), 0);
+    server.waitFinished();
+    QCOMPARE(toQt(server.commands()), QStringList{"NOOP"});
+    QVERIFY(client.IsConnected());
+}
+
+void TestFtpClientSession::oversizedRepliesEndTheConnection_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+
+    QTest::newRow("line without end") << QByteArray(CFTPClient::MaxResponseLineLength + 10, 'x');
+    QTest::newRow("line with end") << QByteArray("200 ") + QByteArray(CFTPClient::MaxResponseLineLength, 'x') + "\r\n";
+    QByteArray endless = "200-start\r\n";
+    while (static_cast<size_t>(endless.size()) <= CFTPClient::MaxResponseLength)
+        endless += "200-" + QByteArray(1000, 'y') + "\r\n";
+    QTest::newRow("multi-line reply without end") << endless;
+}
+
+void TestFtpClientSession::oversizedRepliesEndTheConnection()
+{
+    QFETCH(QByteArray, reply);
+    ScriptedFtpServer server;
+    server.reply("220 ready").expect().send(reply.toStdString()).pause(200);
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    QVERIFY(connect(client, server));
+
+    QCOMPARE(client.Noop(), -1);
+    QCOMPARE(observer.errors.size(), size_t(1));
+    QVERIFY(QString::fromStdString(observer.errors.front()).contains("exceeds"));
+    QVERIFY(!client.IsConnected());
+}
+
+void TestFtpClientSession::stallsAndDropsEndAfterTheTimeout()
+{
+    {
+        ScriptedFtpServer server;
+        server.reply("220 ready").expect().pause(2500);
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        RecordingObserver observer;
+        client.AttachObserver(&observer);
+        QVERIFY(connect(client, server));
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(client.Noop(), -1);
+        QVERIFY(timer.elapsed() < 2000);
+        QCOMPARE(observer.errors.size(), size_t(1));
+        QVERIFY(QString::fromStdString(observer.errors.front()).startsWith("Receive timeout"));
+        QVERIFY(!client.IsConnected());
+    }
+    {
+        ScriptedFtpServer server;
+        server.reply("220 ready").expect().send("230-partial\r\n230-more").drop();
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        RecordingObserver observer;
+        client.AttachObserver(&observer);
+        QVERIFY(connect(client, server));
+        QCOMPARE(client.Noop(), -1);
+        QCOMPARE(observer.errors.size(), size_t(1));
+        QVERIFY(!client.IsConnected());
+        // A dropped connection is no connection: nothing more is attempted.
+        QVERIFY(!client.SendCommand(CCommand::cmdNOOP, CArg()));
+    }
+}
+
+void TestFtpClientSession::restartDecidesWhetherRetrIsSent()
+{
+    for (const char* restAnswer : {"350 ok", "502 no"}) {
+        const bool accepted = restAnswer[0] == '3';
+        ScriptedFtpServer server;
+        server.reply("220 ready").answer("200 type").expect().passive().answer(restAnswer);
+        if (accepted)
+            server.answer("150 go").sendData("tail").closeData().reply("226 done");
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        QVERIFY(connect(client, server));
+        COutputStream target("\r\n", "mem");
+        QCOMPARE(client.ExecuteDatachannelCommand(CCommand::cmdRETR, "f", CType::Image(), true, 100, target), accepted);
+        server.waitFinished();
+        QStringList expected{"TYPE I", "PASV", "REST 100"};
+        if (accepted)
+            expected << "RETR f";
+        QCOMPARE(toQt(server.commands()), expected);
+        QCOMPARE(target.GetBuffer(), tstring(accepted ? "tail" : ""));
+    }
+}
+
+void TestFtpClientSession::activeAndPassiveDataConnections()
+{
+    for (const bool passive : {true, false}) {
+        ScriptedFtpServer server;
+        server.reply("220 ready").answer("200 type");
+        if (passive)
+            server.expect().passive();
+        else
+            server.answer("200 port");
+        server.answer("150 here").sendData("a\r\nb c\r\n").closeData().reply("226 done");
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        QVERIFY(connect(client, server));
+        CFTPClient::TStringVector lines;
+        QVERIFY2(client.NameList("dir", lines, passive), server.failure().c_str());
+        QCOMPARE(lines, (CFTPClient::TStringVector{"a", "b c"}));
+        server.waitFinished();
+        const QStringList commands = toQt(server.commands());
+        QCOMPARE(commands.size(), 3);
+        QCOMPARE(commands[0], QString("TYPE A N"));
+        QVERIFY2(passive ? commands[1] == "PASV" : commands[1].startsWith("PORT 127,0,0,1,"), qPrintable(commands[1]));
+        QCOMPARE(commands[2], QString("NLST dir"));
+    }
+}
+
+void TestFtpClientSession::passiveAddressOverride()
+{
+    for (const bool overridden : {false, true}) {
+        ScriptedFtpServer server;
+        // The reply names a host other than the server's.
+        server.reply("220 ready").answer("200 type").expect().passive("192,0,2,7");
+        if (overridden)
+            server.answer("150 here").sendData("x").closeData().reply("226 done");
+        auto connects = std::make_shared<std::vector<std::string>>();
+        CFTPClient client(std::make_shared<LoopbackOnlySocket>(connects), Timeout);
+        QVERIFY(!client.IsPassiveAddressFromControlPeer());
+        client.SetPassiveAddressFromControlPeer(overridden);
+        QVERIFY(connect(client, server));
+        CFTPClient::TStringVector lines;
+        QCOMPARE(client.List("", lines, true), overridden);
+        server.waitFinished();
+        QCOMPARE(connects->back(), std::string(overridden ? "127.0.0.1" : "192.0.2.7"));
+        if (overridden)
+            QCOMPARE(toQt(server.commands()).last(), QString("LIST"));
+    }
+}
+
+void TestFtpClientSession::abortStopsTheDownload()
+{
+    ScriptedFtpServer server;
+    server.reply("220 ready").answer("200 type").expect().passive().answer("150 here");
+    server.sendData(std::string(8 * 1024 * 1024, 'z')).expect().reply("426 aborted").reply("226 abor ok").answer("200 ok");
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout, 16 * 1024);
+    RecordingObserver observer;
+    observer.onBytes = [&client] { QCOMPARE(client.Abort(), 0); };
+    client.AttachObserver(&observer);
+    QVERIFY(connect(client, server));
+
+    COutputStream target("\r\n", "mem");
+    QVERIFY(!client.ExecuteDatachannelCommand(CCommand::cmdRETR, "big", CType::Image(), true, 0, target));
+    // The loop stops after the block in which the abort came.
+    QCOMPARE(target.GetBuffer().size(), size_t(observer.received));
+    QVERIFY(observer.received <= 16 * 1024);
+    QVERIFY(!client.IsTransferringData());
+    // Both replies of the abort were taken; the next command reads its own.
+    QCOMPARE(client.Noop(), 0);
+    server.waitFinished();
+    QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "PASV", "RETR big", "ABOR", "NOOP"}));
+}
+
+void TestFtpClientSession::emptyUploadSucceeds()
+{
+    ScriptedFtpServer server;
+    server.reply("220 ready").answer("200 type").answer("550 no such file").expect().passive().answer("150 send");
+    server.receiveData().reply("226 stored");
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    QVERIFY(connect(client, server));
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    COutputStream source("\r\n", "empty");
+    QVERIFY(client.UploadFile(source, "e", false, CType::Image()));
+    server.waitFinished();
+    QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "SIZE e", "PASV", "STOR e"}));
+    QVERIFY(server.receivedData().empty());
+}
+
+void TestFtpClientSession::brokenDownloadKeepsItsBytesForResuming()
+{
+    QTemporaryDir dir;
+    const tstring local = QString(dir.path() + "/part").toStdString();
+    {
+        ScriptedFtpServer server;
+        server.reply("220 ready").answer("200 type").answer("213 10").expect().passive().answer("150 here");
+        server.sendData("01234").pause(2500);
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        client.SetResumeMode(false);
+        RecordingObserver observer;
+        client.AttachObserver(&observer);
+        QVERIFY(connect(client, server));
+        QVERIFY(!client.DownloadFile("f", local, CType::Image()));
+        QVERIFY(!observer.errors.empty());
+        QVERIFY(QString::fromStdString(observer.errors.front()).startsWith("Receive timeout"));
+    }
+    QFile part(QString::fromStdString(local));
+    QCOMPARE(part.size(), qint64(5));
+    {
+        ScriptedFtpServer server;
+        server.reply("220 ready").answer("200 type").answer("213 10").expect().passive().answer("350 rest");
+        server.answer("150 here").sendData("56789").closeData().reply("226 done");
+        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+        QVERIFY(connect(client, server));
+        QVERIFY(client.DownloadFile("f", local, CType::Image()));
+        server.waitFinished();
+        QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "SIZE f", "PASV", "REST 5", "RETR f"}));
+    }
+    QVERIFY(part.open(QIODevice::ReadOnly));
+    QCOMPARE(part.readAll(), QByteArray("0123456789"));
+}
+
+void TestFtpClientSession::serverToServerCopyOrder_data()
+{
+    QTest::addColumn<bool>("downloadForm");
+    QTest::addColumn<bool>("passive");
+    QTest::addColumn<bool>("sourceSendsPasv");
+
+    QTest::newRow("download, passive: source is passive") << true << true << true;
+    QTest::newRow("download, active: target is passive") << true << false << false;
+    QTest::newRow("upload, passive: target is passive") << false << true << false;
+    QTest::newRow("upload, active: source is passive") << false << false << true;
+}
+
+void TestFtpClientSession::serverToServerCopyOrder()
+{
+    QFETCH(bool, downloadForm);
+    QFETCH(bool, passive);
+    QFETCH(bool, sourceSendsPasv);
+    ScriptedFtpServer source;
+    ScriptedFtpServer target;
+    source.reply("220 source").answer("200 type");
+    target.reply("220 target").answer("200 type");
+    (sourceSendsPasv ? source : target).answer("227 Entering Passive Mode (127,0,0,1,19,137)");
+    (sourceSendsPasv ? target : source).answer("200 port");
+    source.expect().reply("150 sending").reply("226 sent");
+    target.answer("150 receiving").reply("226 stored");
+
+    CFTPClient sourceClient(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    CFTPClient targetClient(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    QVERIFY(connect(sourceClient, source));
+    QVERIFY(connect(targetClient, target));
+    const bool copied = downloadForm ? sourceClient.DownloadFile("a", targetClient, "b", CType::Image(), passive)
+                                     : targetClient.UploadFile(sourceClient, "a", "b", CType::Image(), passive);
+    QVERIFY(copied);
+    source.waitFinished();
+    target.waitFinished();
+    const QString pasv = "PASV", port = "PORT 127,0,0,1,19,137";
+    QCOMPARE(toQt(source.commands()), (QStringList{"TYPE I", sourceSendsPasv ? pasv : port, "RETR a"}));
+    QCOMPARE(toQt(target.commands()), (QStringList{"TYPE I", sourceSendsPasv ? port : pasv, "STOR b"}));
+}
+
+QTEST_GUILESS_MAIN(TestFtpClientSession)
+#include "tst_ftpclientsession.moc"
