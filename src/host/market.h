@@ -33,6 +33,17 @@ public:
     static QVector<TableSchema> schema();
     // Creates the market tables that the database does not have yet.
     static void createTables(Database *database);
+
+    // Loads a market file: each table in it replaces the content of the
+    // database's table of that name (created when missing); other tables stay
+    // as they are. Throws Exception naming the file, the table and the row;
+    // then nothing at all has been loaded.
+    static void load(Database *database, const QString &fileName);
+    // The same for a file's content; `source` names it in error messages.
+    static void loadData(Database *database, const QByteArray &json, const QString &source);
+    // The built-in sample market (a resource of the host library).
+    static void loadSample(Database *database);
+    static QString sampleFileName();
 };
 
 #endif

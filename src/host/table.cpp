@@ -212,28 +212,41 @@ bool Table::remove(const QVariantMap &key)
     return true;
 }
 
-void Table::replaceAll(const QVector<Record *> &rows)
+QVector<Record *> Table::sortedByKey(const QVector<Record *> &rows) const
 {
+    if (m_keyColumns.isEmpty())
+        return rows;
     std::vector<int> order(std::size_t(rows.size()));
     std::iota(order.begin(), order.end(), 0);
-    if (!m_keyColumns.isEmpty()) {
-        std::stable_sort(order.begin(), order.end(),
-                         [&](int a, int b) { return compareKeys(*rows[a], *rows[b]) < 0; });
-        for (std::size_t i = 1; i < order.size(); ++i) {
-            if (compareKeys(*rows[order[i - 1]], *rows[order[i]]) == 0)
-                throw Exception(QStringLiteral("Table \"%1\": row %2 repeats the key of row %3")
-                                    .arg(m_name)
-                                    .arg(std::max(order[i - 1], order[i]) + 1)
-                                    .arg(std::min(order[i - 1], order[i]) + 1));
-        }
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return compareKeys(*rows[a], *rows[b]) < 0; });
+    QVector<Record *> sorted;
+    sorted.reserve(rows.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        if (i > 0 && compareKeys(*rows[order[i - 1]], *rows[order[i]]) == 0)
+            throw Exception(QStringLiteral("row %1 repeats the key of row %2")
+                                .arg(std::max(order[i - 1], order[i]) + 1)
+                                .arg(std::min(order[i - 1], order[i]) + 1));
+        sorted.append(rows[order[i]]);
     }
-    std::vector<Record *> sorted;
-    sorted.reserve(order.size());
-    for (int i : order)
-        sorted.push_back(rows[i]);
+    return sorted;
+}
+
+void Table::replaceAll(const QVector<Record *> &rows)
+{
+    QVector<Record *> sorted;
+    try {
+        sorted = sortedByKey(rows);
+    } catch (const Exception &e) {
+        throw Exception(QStringLiteral("Table \"%1\": %2").arg(m_name, e.message()));
+    }
+    replaceAllSorted(sorted);
+}
+
+void Table::replaceAllSorted(const QVector<Record *> &rows)
+{
     {
         QMutexLocker locker(&m_mutex);
-        keyIndex(m_master)->assign(std::move(sorted));
+        keyIndex(m_master)->assign(std::vector<Record *>(rows.cbegin(), rows.cend()));
         touched();
     }
     emit changed();

@@ -80,6 +80,13 @@ public:
     // nothing, when two rows share a key; the first such row is named in
     // the message by its position.
     void replaceAll(const QVector<Record *> &rows);
+    // The rows in key order (equal keys keep their order when the table has
+    // no key). Throws Exception "row N repeats the key of row M" (positions
+    // from 1) when two rows share a key.
+    QVector<Record *> sortedByKey(const QVector<Record *> &rows) const;
+    // replaceAll() for rows that sortedByKey() returned: it cannot fail, so
+    // a loader can check every table first and then write them all.
+    void replaceAllSorted(const QVector<Record *> &rows);
     void clear();
 
     // Changes with every write to any table, so (table, stamp) names one
