@@ -60,6 +60,8 @@ struct RadioPair {
     RadioButton *sell = new RadioButton(&form);
     RadioPair()
     {
+        buy->setText(QStringLiteral("Buy"));
+        sell->setText(QStringLiteral("Sell"));
         buy->setProperty("value", QStringLiteral("B"));
         sell->setProperty("value", QStringLiteral("S"));
         auto *layout = new QVBoxLayout(&form);
@@ -70,6 +72,7 @@ struct RadioPair {
 
 void configure(CheckBox &box)
 {
+    box.setText(QStringLiteral("Confirm"));
     box.setProperty("value_checked", QStringLiteral("Y"));
     box.setProperty("value_unchecked", QStringLiteral("N"));
 }

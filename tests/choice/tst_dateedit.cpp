@@ -1,4 +1,6 @@
 #include <vetrel/dateedit.h>
+#include <vetrel/lineedit.h>
+#include <vetrel/properties.h>
 
 #include <QAbstractItemModel>
 #include <QCalendarWidget>
@@ -24,6 +26,7 @@ private slots:
     void typing();
     void downKeyOpensCalendarOnToday();
     void pickingDays();
+    void boundBesideLineEdit();
 
 private:
     bool m_russian = false;
@@ -272,6 +275,38 @@ void TestDateEdit::pickingDays()
     QCOMPARE(emitted(spy), QStringList{QStringLiteral("1965.06.15 00:00:00.000")});
     QCOMPARE(edit.getValue(), QStringLiteral("1965.06.15 00:00:00.000"));
     QCOMPARE(edit.lineEdit()->styleSheet(), QString());
+}
+
+// What travels between bound widgets is the canonical text, whatever the
+// locale shows and whatever the time zone.
+void TestDateEdit::boundBesideLineEdit()
+{
+    QWidget form;
+    auto *expiry = new DateEdit(&form);
+    auto *echo = new LineEdit(&form);
+    expiry->setProperty("field", QStringLiteral("Expiry"));
+    echo->setProperty("field", QStringLiteral("Expiry"));
+    Properties properties(Values{{QStringLiteral("Expiry"), QStringLiteral("2024-03-10 02:30:00")}});
+    QVERIFY(properties.connectAll(&form));
+
+    // The date editor announces the value in its own notation, and the form
+    // settles on that.
+    const QString gap = QStringLiteral("2024.03.10 02:30:00.000");
+    QCOMPARE(expiry->getValue(), gap);
+    QCOMPARE(properties.values().value(QStringLiteral("Expiry")).toString(), gap);
+    QCOMPARE(echo->text(), gap);
+    QCOMPARE(expiry->lineEdit()->text(), m_russian ? QStringLiteral("10.03.2024") : QStringLiteral("3/10/24"));
+
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+    retype(*expiry, m_russian ? QStringLiteral("05.11.1955") : QStringLiteral("11/5/55"));
+    const QString typed = m_russian ? QStringLiteral("1955.11.05 00:00:00.000") : QStringLiteral("2055.11.05 00:00:00.000");
+    QCOMPARE(properties.values().value(QStringLiteral("Expiry")).toString(), typed);
+    QCOMPARE(echo->text(), typed);
+
+    properties.setValue(QStringLiteral("Expiry"), QString());
+    QCOMPARE(expiry->getValue(), QString());
+    QCOMPARE(expiry->lineEdit()->text(), QString());
 }
 
 QTEST_MAIN(TestDateEdit)

@@ -1,0 +1,183 @@
+#include <vetrel/checkbox.h>
+#include <vetrel/groupbox.h>
+#include <vetrel/lineedit.h>
+#include <vetrel/properties.h>
+#include <vetrel/radiobutton.h>
+#include <vetrel/vetrelcombobox.h>
+
+#include <QAbstractItemView>
+#include <QSignalSpy>
+#include <QTest>
+#include <QVBoxLayout>
+
+// Choice widgets bound through Properties in small forms, each beside a line
+// edit bound to the same name that shows what travels between them.
+class TestBoundChoices : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void radioButtonsOfOneGroup();
+    void checkBoxBesideLineEdit();
+    void comboBoxFromTheStore();
+};
+
+namespace
+{
+
+template<typename Widget>
+Widget *bound(QWidget *parent, const QString &name)
+{
+    auto *widget = new Widget(parent);
+    widget->setProperty("field", name);
+    parent->layout()->addWidget(widget);
+    return widget;
+}
+
+// Where the user clicks: the button's own area ends with its text, well short
+// of the width a layout gives it.
+void clickIndicator(QWidget *button)
+{
+    QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, button->height() / 2));
+}
+
+void retype(LineEdit *edit, const QString &text)
+{
+    edit->selectAll();
+    QTest::keyClicks(edit, text);
+}
+
+QString stored(const Properties &properties, const QString &name)
+{
+    return properties.values().value(name).toString();
+}
+
+}
+
+void TestBoundChoices::radioButtonsOfOneGroup()
+{
+    QWidget form;
+    new QVBoxLayout(&form);
+    auto *side = bound<GroupBox>(&form, QStringLiteral("Side"));
+    new QVBoxLayout(side);
+    auto *buy = bound<RadioButton>(side, QStringLiteral("Side"));
+    auto *sell = bound<RadioButton>(side, QStringLiteral("Side"));
+    buy->setText(QStringLiteral("Buy"));
+    sell->setText(QStringLiteral("Sell"));
+    buy->setProperty("value", QStringLiteral("B"));
+    sell->setProperty("value", QStringLiteral("S"));
+    auto *echo = bound<LineEdit>(&form, QStringLiteral("Side"));
+
+    Properties properties(Values{{QStringLiteral("Side"), QStringLiteral("S")}});
+    QVERIFY(properties.connectAll(&form));
+    QVERIFY(sell->isChecked());
+    QVERIFY(!buy->isChecked());
+    QCOMPARE(echo->text(), QStringLiteral("S"));
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+    QCoreApplication::processEvents();
+    QSignalSpy changes(&properties, &Properties::hasChanged);
+
+    clickIndicator(buy);
+    QCOMPARE(stored(properties, QStringLiteral("Side")), QStringLiteral("B"));
+    QCOMPARE(echo->text(), QStringLiteral("B"));
+    QVERIFY(!sell->isChecked());
+    QCOMPARE(sell->getValue(), QStringLiteral("B"));
+    QTRY_COMPARE(changes.count(), 1);
+
+    retype(echo, QStringLiteral("S"));
+    QVERIFY(sell->isChecked());
+    QVERIFY(!buy->isChecked());
+
+    // A value no button stands for leaves the group unchecked.
+    properties.setValue(QStringLiteral("Side"), QStringLiteral("X"));
+    QVERIFY(!buy->isChecked());
+    QVERIFY(!sell->isChecked());
+    QCOMPARE(buy->getValue(), QStringLiteral("X"));
+
+    clickIndicator(sell);
+    QCOMPARE(stored(properties, QStringLiteral("Side")), QStringLiteral("S"));
+    QCOMPARE(echo->text(), QStringLiteral("S"));
+}
+
+void TestBoundChoices::checkBoxBesideLineEdit()
+{
+    QWidget form;
+    new QVBoxLayout(&form);
+    auto *confirm = bound<CheckBox>(&form, QStringLiteral("Confirm"));
+    confirm->setText(QStringLiteral("Confirm"));
+    confirm->setProperty("value_checked", QStringLiteral("Y"));
+    confirm->setProperty("value_unchecked", QStringLiteral("N"));
+    auto *echo = bound<LineEdit>(&form, QStringLiteral("Confirm"));
+
+    // The unchecked box is bound first and gives the form its initial value.
+    Properties properties;
+    QVERIFY(properties.connectAll(&form));
+    QCOMPARE(stored(properties, QStringLiteral("Confirm")), QStringLiteral("N"));
+    QCOMPARE(echo->text(), QStringLiteral("N"));
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+
+    clickIndicator(confirm);
+    QCOMPARE(stored(properties, QStringLiteral("Confirm")), QStringLiteral("Y"));
+    QCOMPARE(echo->text(), QStringLiteral("Y"));
+
+    // The click that unchecks announces "Y" too, but the form reads the state.
+    clickIndicator(confirm);
+    QCOMPARE(stored(properties, QStringLiteral("Confirm")), QStringLiteral("N"));
+    QCOMPARE(echo->text(), QStringLiteral("N"));
+
+    retype(echo, QStringLiteral("Y"));
+    QVERIFY(confirm->isChecked());
+
+    QTest::ignoreMessage(QtDebugMsg, "undef value for CheckBox::setValue \"?\"");
+    properties.setValue(QStringLiteral("Confirm"), QStringLiteral("?"));
+    QVERIFY(confirm->isChecked());
+    QCOMPARE(echo->text(), QStringLiteral("?"));
+}
+
+void TestBoundChoices::comboBoxFromTheStore()
+{
+    QWidget form;
+    new QVBoxLayout(&form);
+    auto *board = bound<VetrelComboBox>(&form, QStringLiteral("Board"));
+    board->addItem(QStringLiteral("Shares"), 7);
+    board->addItem(QStringLiteral("Bonds"), 12);
+    board->addItem(QStringLiteral("Repo"), QStringLiteral("REPO"));
+    auto *echo = bound<LineEdit>(&form, QStringLiteral("Board"));
+
+    Properties properties(Values{{QStringLiteral("Board"), 12}});
+    QVERIFY(properties.connectAll(&form));
+    QCOMPARE(board->currentIndex(), 1);
+    QCOMPARE(echo->text(), QStringLiteral("12"));
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+    QCoreApplication::processEvents();
+    QSignalSpy changes(&properties, &Properties::hasChanged);
+    QSignalSpy announced(board, &VetrelComboBox::changedValue);
+
+    // Text from the store finds the item whose data is the number 7.
+    properties.setValue(QStringLiteral("Board"), QStringLiteral("7"));
+    QCOMPARE(board->currentIndex(), 0);
+    QCOMPARE(announced.count(), 1);
+    QCOMPARE(echo->text(), QStringLiteral("7"));
+    QTRY_COMPARE(changes.count(), 1);
+
+    // A text no item carries leaves the box as it was, while the form holds it.
+    retype(echo, QStringLiteral("99"));
+    QCOMPARE(board->currentIndex(), 0);
+    QCOMPARE(board->getValue(), QStringLiteral("7"));
+    QCOMPARE(stored(properties, QStringLiteral("Board")), QStringLiteral("99"));
+
+    // The user's pick is stored as text.
+    board->showPopup();
+    QAbstractItemView *list = board->view();
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(board->model()->index(2, 0)).center());
+    QCOMPARE(board->currentIndex(), 2);
+    QCOMPARE(stored(properties, QStringLiteral("Board")), QStringLiteral("REPO"));
+    QCOMPARE(properties.values().value(QStringLiteral("Board")).userType(), int(QMetaType::QString));
+    QCOMPARE(echo->text(), QStringLiteral("REPO"));
+}
+
+QTEST_MAIN(TestBoundChoices)
+#include "tst_boundchoices.moc"
