@@ -1,6 +1,7 @@
 #include "FTPListParse.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -22,14 +23,47 @@ constexpr long guessWindow = 350 * secondsPerDay;
 // clamped, so that no input can overflow a long.
 typedef __int128 wide;
 
+// Three characters folded to lower case (ASCII only, whatever the process
+// locale) and packed into one number, so a month name compares at once.
+unsigned MonthKey(const char *p)
+{
+    const auto lower = [](char c) { return unsigned(static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c)); };
+    return lower(p[0]) << 16 | lower(p[1]) << 8 | lower(p[2]);
+}
+
+// The file-type letters of a UNIX permission string.
+bool IsUNIXType(char c)
+{
+    switch (c) {
+    case 'b': case 'c': case 'd': case 'l': case 'p': case 's': case '-':
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Days from 1970-01-01 to the first of a month (0 = January). Counting
+// years start in March, so that the leap day ends a year and the month
+// lengths from March on follow the 153-days-per-5-months rule.
+template<typename Int>
+Int DaysToMonth(Int year, long lMonthOfYear)
+{
+    if (lMonthOfYear < 2) {
+        year -= 1;
+        lMonthOfYear += 10;
+    } else {
+        lMonthOfYear -= 2;
+    }
+    const Int era = (year >= 0 ? year : year - 399) / 400;
+    const Int yearOfEra = year - era * 400;
+    const Int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + (153 * lMonthOfYear + 2) / 5;
+    // 719468 days lie between 0000-03-01 and 1970-01-01.
+    return era * 146097 + dayOfEra - 719468;
+}
+
 long Saturate(wide value)
 {
     return static_cast<long>(std::clamp<wide>(value, LONG_MIN, LONG_MAX));
-}
-
-wide FloorDiv(wide a, wide b)
-{
-    return a / b - ((a % b != 0) && ((a < 0) != (b < 0)));
 }
 
 long AddClockTime(long lDate, long lSeconds, long lHour, long lMinute)
@@ -72,7 +106,8 @@ public:
     // Moves to the next c; false when there is none.
     bool SkipTo(char c)
     {
-        m_p = std::find(m_p, m_pEnd, c);
+        while (m_p != m_pEnd && *m_p != c)
+            ++m_p;
         return m_p != m_pEnd;
     }
     // The text up to the next c (which must exist); the cursor stops on c.
@@ -130,7 +165,7 @@ bool CFTPListParser::Parse(CFTPFileStatus &ftpFileStatus, const tstring &strLine
     bool fParsed = false;
     if (*pBegin == '+')
         fParsed = ParseEPLF(ftpFileStatus, pBegin, pEnd);
-    else if (*pBegin != '\0' && std::strchr("bcdlps-", *pBegin))
+    else if (IsUNIXType(*pBegin))
         fParsed = ParseUNIXStyle(ftpFileStatus, pBegin, pEnd);
     else {
         if (std::find(pBegin, pEnd, ';') != pEnd)
@@ -386,22 +421,18 @@ bool CFTPListParser::ParseMSDOS(CFTPFileStatus &ftpFileStatus, const char *pBegi
 
 long CFTPListParser::ToTAI(long lYear, long lMonth, long lMDay)
 {
-    // Counting years start in March, so that the leap day ends a year and
-    // the month lengths from March on follow the 153-days-per-5-months rule.
-    wide year = wide(lYear) + FloorDiv(lMonth, 12);
-    wide month = lMonth - FloorDiv(lMonth, 12) * 12;
-    if (month < 2) {
-        year -= 1;
-        month += 10;
-    } else {
-        month -= 2;
-    }
-    const wide era = FloorDiv(year, 400);
-    const wide yearOfEra = year - era * 400;
-    const wide dayOfYear = (153 * month + 2) / 5 + wide(lMDay) - 1;
-    const wide dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    // 719468 days lie between 0000-03-01 and 1970-01-01.
-    return Saturate((era * 146097 + dayOfEra - 719468) * secondsPerDay);
+    long lMonthOfYear = lMonth % 12;
+    if (lMonthOfYear < 0)
+        lMonthOfYear += 12;
+    const long lYearsInMonths = (lMonth - lMonthOfYear) / 12;
+    constexpr long lPlain = 1000000000L;
+    // Any real date stays far inside these bounds and needs no wide arithmetic.
+    if (lYear > -lPlain && lYear < lPlain && lMonth > -lPlain && lMonth < lPlain && lMDay > -lPlain
+        && lMDay < lPlain)
+        return (DaysToMonth<long>(lYear + lYearsInMonths, lMonthOfYear) + lMDay - 1) * secondsPerDay;
+    // Beyond 2^62 years every date saturates anyway.
+    const wide year = std::clamp<wide>(wide(lYear) + lYearsInMonths, -(wide(1) << 62), wide(1) << 62);
+    return Saturate((DaysToMonth<wide>(year, lMonthOfYear) + lMDay - 1) * secondsPerDay);
 }
 
 long CFTPListParser::GuessTAI(long lMonth, long lMDay)
@@ -431,33 +462,34 @@ int CFTPListParser::GetMonth(const char *pBuffer, int iLength)
 {
     if (iLength != 3)
         return -1;
+    static const auto monthKeys = [] {
+        std::array<unsigned, 12> keys{};
+        for (int iMonth = 0; iMonth < 12; ++iMonth)
+            keys[iMonth] = MonthKey(monthNames[iMonth]);
+        return keys;
+    }();
+    const unsigned uKey = MonthKey(pBuffer);
     for (int iMonth = 0; iMonth < 12; ++iMonth) {
-        if (CheckMonth(pBuffer, monthNames[iMonth]))
+        if (uKey == monthKeys[iMonth])
             return iMonth;
     }
     return -1;
-}
-
-bool CFTPListParser::CheckMonth(const char *pBuffer, const char *pMonthName)
-{
-    for (int i = 0; i < 3; ++i) {
-        // ASCII case folding, whatever the process locale.
-        const char c = pBuffer[i] >= 'A' && pBuffer[i] <= 'Z' ? char(pBuffer[i] - 'A' + 'a') : pBuffer[i];
-        if (c != pMonthName[i])
-            return false;
-    }
-    return true;
 }
 
 bool CFTPListParser::GetLong(const char *pLong, int iLength, long &lResult)
 {
     if (iLength <= 0)
         return false;
+    // Eighteen digits always fit; only longer numbers need the overflow checks.
+    constexpr int iSafeDigits = 18;
     long lValue = 0;
     for (int i = 0; i < iLength; ++i) {
-        if (pLong[i] < '0' || pLong[i] > '9')
+        const long lDigit = pLong[i] - '0';
+        if (lDigit < 0 || lDigit > 9)
             return false;
-        if (__builtin_mul_overflow(lValue, 10L, &lValue) || __builtin_add_overflow(lValue, long(pLong[i] - '0'), &lValue))
+        if (i < iSafeDigits)
+            lValue = lValue * 10 + lDigit;
+        else if (__builtin_mul_overflow(lValue, 10L, &lValue) || __builtin_add_overflow(lValue, lDigit, &lValue))
             return false;
     }
     lResult = lValue;

@@ -43,7 +43,6 @@ public:
     static void GmTime(tm &tmResult, const long &lSeconds);
 
 private:
-    static bool CheckMonth(const char *pBuffer, const char *pMonthName);
     long GetYear();
     bool ParseEPLF(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd) const;
     bool ParseUNIXStyle(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd);
