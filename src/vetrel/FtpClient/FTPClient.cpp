@@ -869,8 +869,8 @@ void CFTPClient::FinishAbortedTransfer(IBlockingSocket& sckDataConnection)
 
 bool CFTPClient::ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream)
 {
-    return ExecuteDatachannelCommand(Command, strPath, CRepresentation(CType::ASCII(), CTypeFormat::NonPrint()), fPasv, 0,
-                                     outputStream);
+    // Plain "TYPE A": non-print is the default format, and some servers refuse it spelled out.
+    return ExecuteDatachannelCommand(Command, strPath, CType::ASCII(), fPasv, 0, outputStream);
 }
 
 bool CFTPClient::ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv)
