@@ -68,8 +68,8 @@ void typeAndErase(benchmark::State &state, QLineEdit &editor, int &changes)
     }
     if (changes - before != 2 * int(state.iterations()))
         state.SkipWithError("a keystroke did not reach the value signal");
-    state.counters["keystroke"] =
-        benchmark::Counter(double(2 * state.iterations()), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["keystroke"] = benchmark::Counter(
+        double(2 * state.iterations()), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void BM_NumberEditor_keystroke(benchmark::State &state)

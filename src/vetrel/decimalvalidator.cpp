@@ -69,7 +69,8 @@ QString withoutTrailingPoint(QString text, QChar point)
 }
 
 // The locale's notation as it stands at the time of one call.
-struct DecimalValidator::Notation {
+struct DecimalValidator::Notation
+{
     explicit Notation(const QLocale &locale)
         : plain(locale)
         , grouped(locale)
@@ -79,11 +80,12 @@ struct DecimalValidator::Notation {
         , zero(locale.zeroDigit())
     {
         plain.setNumberOptions(locale.numberOptions() | QLocale::OmitGroupSeparator);
-        grouped.setNumberOptions(locale.numberOptions() & ~QLocale::NumberOptions(QLocale::OmitGroupSeparator));
+        grouped.setNumberOptions(
+            locale.numberOptions() & ~QLocale::NumberOptions(QLocale::OmitGroupSeparator));
         const QString signs = QLatin1Char('\\') + locale.positiveSign() + QLatin1Char('\\') + minus;
         integer = QRegExp(QStringLiteral("([%1]?)(\\d*)").arg(signs), Qt::CaseSensitive, QRegExp::RegExp);
         fraction = QRegExp(QStringLiteral("([%1]?)(\\d*)[\\%2](\\d*)").arg(signs, QString(point)),
-                           Qt::CaseSensitive, QRegExp::RegExp);
+            Qt::CaseSensitive, QRegExp::RegExp);
     }
 
     // Reads the integer digits behind a leading "1", which keeps leading
@@ -116,8 +118,7 @@ DecimalValidator::DecimalValidator(int digits, bool canNegative, bool canBeZero,
     , digits(digits)
     , canNegative(canNegative)
     , canBeZero(canBeZero)
-{
-}
+{ }
 
 void DecimalValidator::setDigits(int value)
 {
@@ -176,8 +177,8 @@ bool DecimalValidator::exceedsNumDigits(const QString &integerDigits) const
     return numDigits > 0 && integerDigits.size() > numDigits;
 }
 
-QValidator::State DecimalValidator::validateInteger(const Notation &notation, const QString &text, QString &input,
-                                                    int &pos, int typed) const
+QValidator::State DecimalValidator::validateInteger(
+    const Notation &notation, const QString &text, QString &input, int &pos, int typed) const
 {
     const bool negative = isNegative(notation.integer.cap(1), notation.minus);
     const QString whole = notation.integer.cap(2);
@@ -198,8 +199,8 @@ QValidator::State DecimalValidator::validateInteger(const Notation &notation, co
     return validateParsedString(text);
 }
 
-QValidator::State DecimalValidator::validateFraction(const Notation &notation, const QString &text, QString &input,
-                                                     int &pos, int typed) const
+QValidator::State DecimalValidator::validateFraction(
+    const Notation &notation, const QString &text, QString &input, int &pos, int typed) const
 {
     const bool negative = isNegative(notation.fraction.cap(1), notation.minus);
     const QString whole = notation.fraction.cap(2);

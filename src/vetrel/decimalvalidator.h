@@ -48,8 +48,10 @@ public:
 
 private:
     struct Notation;
-    State validateInteger(const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
-    State validateFraction(const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
+    State validateInteger(
+        const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
+    State validateFraction(
+        const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
     bool exceedsNumDigits(const QString &integerDigits) const;
 
     int digits;

@@ -14,7 +14,8 @@ namespace
 
 constexpr unsigned int mapParts = XkbKeyTypesMask | XkbKeySymsMask | XkbModifierMapMask;
 
-struct ClientMapFree {
+struct ClientMapFree
+{
     void operator()(XkbDescPtr map) const { XkbFreeClientMap(map, mapParts, True); }
 };
 using ClientMap = std::unique_ptr<XkbDescRec, ClientMapFree>;

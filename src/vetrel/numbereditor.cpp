@@ -109,8 +109,8 @@ void NumberEditor::keyPressEvent(QKeyEvent *event)
         return;
     }
     // The keypad key types the system's decimal point whatever the layout gives.
-    QKeyEvent localised(event->type(), event->key(), event->modifiers(), QString(QLocale::system().decimalPoint()),
-                        event->isAutoRepeat(), ushort(event->count()));
+    QKeyEvent localised(event->type(), event->key(), event->modifiers(),
+        QString(QLocale::system().decimalPoint()), event->isAutoRepeat(), ushort(event->count()));
     QLineEdit::keyPressEvent(&localised);
     event->setAccepted(localised.isAccepted());
 }

@@ -24,10 +24,12 @@ class VETREL_EXPORT NumberEditor : public QLineEdit
     Q_CLASSINFO("Properties", "thisOnly")
     Q_PROPERTY(int digits READ digits WRITE setDigits STORED true DESIGNABLE true SCRIPTABLE true)
     Q_PROPERTY(int numDigits READ numDigits WRITE setNumDigits STORED true DESIGNABLE true SCRIPTABLE true)
-    Q_PROPERTY(bool CanNegative READ getCanNegative WRITE setCanNegative STORED true DESIGNABLE true SCRIPTABLE true)
-    Q_PROPERTY(bool CanBeZero READ getCanBeZero WRITE setCanBeZero STORED true DESIGNABLE true SCRIPTABLE true)
-    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true DESIGNABLE true
-                   SCRIPTABLE true USER true)
+    Q_PROPERTY(
+        bool CanNegative READ getCanNegative WRITE setCanNegative STORED true DESIGNABLE true SCRIPTABLE true)
+    Q_PROPERTY(
+        bool CanBeZero READ getCanBeZero WRITE setCanBeZero STORED true DESIGNABLE true SCRIPTABLE true)
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true DESIGNABLE true SCRIPTABLE true USER true)
 public:
     // digits: fraction digits allowed. Negative numbers and zero are allowed
     // and the integer part is not limited until the properties say otherwise.

@@ -2,8 +2,7 @@
 
 ObjectDeleter::ObjectDeleter()
     : QObject(nullptr)
-{
-}
+{ }
 
 void ObjectDeleter::addParent(QObject *owner)
 {

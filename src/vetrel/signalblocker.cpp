@@ -5,8 +5,7 @@
 SignalBlocker::SignalBlocker(QObject *object, bool block)
     : object(object)
     , previous(object->blockSignals(block))
-{
-}
+{ }
 
 SignalBlocker::~SignalBlocker()
 {

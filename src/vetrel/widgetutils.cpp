@@ -66,11 +66,11 @@ void moveWidgetRelatively(QWidget *widget, const QWidget *anchor, Qt::Alignment 
     const bool bottom = alignment & Qt::AlignBottom;
 
     QPoint target(targetCoordinate(area.left(), area.right(), mx, left, hCentre, right),
-                  targetCoordinate(area.top(), area.bottom(), my, top, vCentre, bottom));
+        targetCoordinate(area.top(), area.bottom(), my, top, vCentre, bottom));
     if (anchor)
         target = anchor->mapToGlobal(target);
     target += QPoint(edgeOffset(widget->width() - 1, left, hCentre, right),
-                     edgeOffset(widget->height() - 1, top, vCentre, bottom));
+        edgeOffset(widget->height() - 1, top, vCentre, bottom));
     widget->move(widget->mapToParent(widget->mapFromGlobal(target)));
 }
 

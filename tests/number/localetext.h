@@ -12,12 +12,22 @@ inline QString localised(const QString &markup, const QLocale &locale)
     QString text;
     for (const QChar ch : markup) {
         switch (ch.unicode()) {
-        case '_': text += locale.groupSeparator(); break;
-        case '.': text += locale.decimalPoint(); break;
-        case '-': text += locale.negativeSign(); break;
-        case '+': text += locale.positiveSign(); break;
-        case '|': break;
-        default: text += ch;
+        case '_':
+            text += locale.groupSeparator();
+            break;
+        case '.':
+            text += locale.decimalPoint();
+            break;
+        case '-':
+            text += locale.negativeSign();
+            break;
+        case '+':
+            text += locale.positiveSign();
+            break;
+        case '|':
+            break;
+        default:
+            text += ch;
         }
     }
     return text;

@@ -14,9 +14,10 @@ namespace
 
 // C groups with ',' around '.'; ru_RU with a non-breaking space around ',';
 // de_DE swaps C's two characters.
-const char *const localeNames[] = {"C", "ru_RU", "de_DE"};
+const char *const localeNames[] = { "C", "ru_RU", "de_DE" };
 
-struct Settings {
+struct Settings
+{
     int digits = 2;
     bool canNegative = true;
     bool canBeZero = true;
@@ -41,7 +42,7 @@ private slots:
 
 private:
     static void addRow(const char *name, const QString &typed, QValidator::State state, const QString &shown,
-                       Settings settings = Settings());
+        Settings settings = Settings());
 };
 
 void TestDecimalValidator::cleanup()
@@ -49,8 +50,8 @@ void TestDecimalValidator::cleanup()
     QLocale::setDefault(QLocale::c());
 }
 
-void TestDecimalValidator::addRow(const char *name, const QString &typed, QValidator::State state,
-                                  const QString &shown, Settings settings)
+void TestDecimalValidator::addRow(
+    const char *name, const QString &typed, QValidator::State state, const QString &shown, Settings settings)
 {
     for (const char *localeName : localeNames) {
         QTest::addRow("%s: %s", localeName, name)
@@ -166,10 +167,14 @@ void TestDecimalValidator::textToDecimal_data()
     QTest::addColumn<QString>("canonical");
     for (const char *name : localeNames) {
         const QString localeName = QString::fromLatin1(name);
-        QTest::addRow("%s: grouped", name) << localeName << "1_234_567" << "1234567";
-        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50" << "-1234.50";
-        QTest::addRow("%s: point first", name) << localeName << ".5" << "0.5";
-        QTest::addRow("%s: leading zeros", name) << localeName << "007" << "7";
+        QTest::addRow("%s: grouped", name) << localeName << "1_234_567"
+                                           << "1234567";
+        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50"
+                                              << "-1234.50";
+        QTest::addRow("%s: point first", name) << localeName << ".5"
+                                               << "0.5";
+        QTest::addRow("%s: leading zeros", name) << localeName << "007"
+                                                 << "7";
     }
 }
 
@@ -228,7 +233,7 @@ void TestDecimalValidator::hostileText()
 
     QElapsedTimer timer;
     timer.start();
-    for (int pos : {0, int(text.size()) / 2, int(text.size()), -1, int(text.size()) + 5}) {
+    for (int pos : { 0, int(text.size()) / 2, int(text.size()), -1, int(text.size()) + 5 }) {
         QString input = text;
         int cursor = pos;
         QValidator::State state = QValidator::Invalid;

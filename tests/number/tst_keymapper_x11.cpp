@@ -35,8 +35,8 @@ void TestKeyMapperX11::initTestCase()
 
 void TestKeyMapperX11::visibleKeycodeByNative_data()
 {
-    QTest::addColumn<quint32>("keyOf");      // the physical key, found by its symbol
-    QTest::addColumn<quint32>("produced");   // the symbol the modifiers made of it
+    QTest::addColumn<quint32>("keyOf"); // the physical key, found by its symbol
+    QTest::addColumn<quint32>("produced"); // the symbol the modifiers made of it
     QTest::addColumn<int>("qtKey");
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("expected");
@@ -48,9 +48,10 @@ void TestKeyMapperX11::visibleKeycodeByNative_data()
                                   << int(XK_KP_1);
     QTest::newRow("keypad decimal") << quint32(XK_KP_Decimal) << quint32(XK_KP_Decimal) << int(Qt::Key_Period)
                                     << "." << int(XK_KP_Decimal);
-    QTest::newRow("no text") << quint32(XK_KP_1) << quint32(XK_KP_End) << int(Qt::Key_End) << "" << int(Qt::Key_End);
-    QTest::newRow("unmapped scan code") << quint32(0) << quint32(XK_a) << int(Qt::Key_A) << "a"
-                                        << int(Qt::Key_A);
+    QTest::newRow("no text") << quint32(XK_KP_1) << quint32(XK_KP_End) << int(Qt::Key_End) << ""
+                             << int(Qt::Key_End);
+    QTest::newRow("unmapped scan code")
+        << quint32(0) << quint32(XK_a) << int(Qt::Key_A) << "a" << int(Qt::Key_A);
 }
 
 void TestKeyMapperX11::visibleKeycodeByNative()
@@ -91,8 +92,8 @@ void TestKeyMapperX11::keypadDecimalFromServer()
     QCOMPARE(editor.getValue(), QStringLiteral("12.5"));
 
     // The main keyboard's period is not the keypad key, whatever it types.
-    QKeyEvent period(QEvent::KeyPress, Qt::Key_Period, Qt::NoModifier, ServerKeys::keycodeOf(XK_period), XK_period, 0,
-                     QStringLiteral("."));
+    QKeyEvent period(QEvent::KeyPress, Qt::Key_Period, Qt::NoModifier, ServerKeys::keycodeOf(XK_period),
+        XK_period, 0, QStringLiteral("."));
     QVERIFY(!KeyMapper::isDecimal(&period));
 }
 
@@ -112,7 +113,7 @@ quint32 keycodeOf(quint32 keysym)
 bool sendPress(WId window, quint32 keycode, bool numLock)
 {
     Display *display = QX11Info::display();
-    XEvent press{};
+    XEvent press {};
     press.xkey.type = KeyPress;
     press.xkey.display = display;
     press.xkey.window = window;

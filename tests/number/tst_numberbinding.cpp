@@ -59,7 +59,7 @@ void TestNumberBinding::quantityEditorBindsBaseProperties()
 
     QStringList names = properties.objectProperty(quantity);
     names.sort();
-    QCOMPARE(names, (QStringList{"CanBeZero", "CanNegative", "Lots", "digits", "numDigits"}));
+    QCOMPARE(names, (QStringList { "CanBeZero", "CanNegative", "Lots", "digits", "numDigits" }));
 
     // The settings are bound too: the form can allow negative quantities.
     QTest::keyClicks(quantity, QStringLiteral("-3"));

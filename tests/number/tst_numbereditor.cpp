@@ -61,7 +61,7 @@ void TestNumberEditor::initTestCase()
     locale = QLocale::system();
     QCOMPARE(QLocale(), locale);
     qInfo("system locale %s: point U+%04x, group separator U+%04x", qPrintable(locale.name()),
-          locale.decimalPoint().unicode(), locale.groupSeparator().unicode());
+        locale.decimalPoint().unicode(), locale.groupSeparator().unicode());
 }
 
 void TestNumberEditor::typing_data()
@@ -71,18 +71,33 @@ void TestNumberEditor::typing_data()
     QTest::addColumn<QString>("value");
     QTest::addColumn<QStringList>("emissions");
 
-    QTest::newRow("price") << "1234.5" << "1_234.5|" << "1234.5"
-                           << QStringList{"1", "12", "123", "1234", "1234.5"};
-    QTest::newRow("typed separators") << "1_234.5" << "1_234.5|" << "1234.5"
-                                      << QStringList{"1", "12", "123", "1234", "1234.5"};
-    QTest::newRow("negative") << "-12" << "-12|" << "-12" << QStringList{"-", "-1", "-12"};
-    QTest::newRow("leading zeros") << "0007" << "7|" << "7" << QStringList{"0", "7"};
-    QTest::newRow("plus dropped") << "+5" << "5|" << "5" << QStringList{"+", "5"};
-    QTest::newRow("fraction limit") << "1.234" << "1.23|" << "1.23" << QStringList{"1", "1.2", "1.23"};
-    QTest::newRow("scale is kept") << "0.05" << "0.05|" << "0.05" << QStringList{"0", "0.0", "0.05"};
-    QTest::newRow("letters ignored") << "1a2" << "12|" << "12" << QStringList{"1", "12"};
-    QTest::newRow("16th digit refused") << "1234567890123456" << "123_456_789_012_345|" << "123456789012345"
-                                        << QStringList();
+    QTest::newRow("price") << "1234.5"
+                           << "1_234.5|"
+                           << "1234.5" << QStringList { "1", "12", "123", "1234", "1234.5" };
+    QTest::newRow("typed separators") << "1_234.5"
+                                      << "1_234.5|"
+                                      << "1234.5" << QStringList { "1", "12", "123", "1234", "1234.5" };
+    QTest::newRow("negative") << "-12"
+                              << "-12|"
+                              << "-12" << QStringList { "-", "-1", "-12" };
+    QTest::newRow("leading zeros") << "0007"
+                                   << "7|"
+                                   << "7" << QStringList { "0", "7" };
+    QTest::newRow("plus dropped") << "+5"
+                                  << "5|"
+                                  << "5" << QStringList { "+", "5" };
+    QTest::newRow("fraction limit") << "1.234"
+                                    << "1.23|"
+                                    << "1.23" << QStringList { "1", "1.2", "1.23" };
+    QTest::newRow("scale is kept") << "0.05"
+                                   << "0.05|"
+                                   << "0.05" << QStringList { "0", "0.0", "0.05" };
+    QTest::newRow("letters ignored") << "1a2"
+                                     << "12|"
+                                     << "12" << QStringList { "1", "12" };
+    QTest::newRow("16th digit refused") << "1234567890123456"
+                                        << "123_456_789_012_345|"
+                                        << "123456789012345" << QStringList();
 }
 
 void TestNumberEditor::typing()
@@ -124,7 +139,7 @@ void TestNumberEditor::editingKeepsCursorBehindSameDigit()
 
     QTest::keyClick(&editor, Qt::Key_Backspace);
     QCOMPARE(shownWithCursor(editor), check("123|_567"));
-    QCOMPARE(emitted(spy), QStringList{"123567"});
+    QCOMPARE(emitted(spy), QStringList { "123567" });
 
     QTest::keyClick(&editor, Qt::Key_Home);
     QTest::keyClick(&editor, Qt::Key_9);
@@ -174,7 +189,7 @@ void TestNumberEditor::setValueIsSilent()
 
     // After a silent write, typing reports again.
     QTest::keyClick(&editor, Qt::Key_3);
-    QCOMPARE(emitted(spy), QStringList{"3"});
+    QCOMPARE(emitted(spy), QStringList { "3" });
 }
 
 void TestNumberEditor::settingsApplyFromNextKeystroke()
@@ -240,7 +255,7 @@ void TestNumberEditor::quantityEditorTakesWholePositiveNumbers()
     QSignalSpy spy(&editor, &NumberEditor::changedValue);
     QTest::keyClicks(&editor, localised(QStringLiteral("-1.5"), locale));
     QCOMPARE(editor.text(), QStringLiteral("15"));
-    QCOMPARE(emitted(spy), (QStringList{"1", "15"}));
+    QCOMPARE(emitted(spy), (QStringList { "1", "15" }));
 
     editor.clear();
     QTest::keyClicks(&editor, QStringLiteral("0"));
@@ -254,7 +269,7 @@ void TestNumberEditor::keypadDecimalKeyTypesSystemPoint()
     // What a layout might put on the key when it is not the system's point.
     const QString layoutText = systemPoint == QLatin1String(".") ? QStringLiteral(",") : QStringLiteral(".");
 
-    for (quint32 keysym : {xkKeypadDecimal, xkKeypadSeparator}) {
+    for (quint32 keysym : { xkKeypadDecimal, xkKeypadSeparator }) {
         NumberEditor editor(nullptr, 2);
         QTest::keyClicks(&editor, QStringLiteral("12"));
         QKeyEvent key = keypadEvent(keysym, Qt::KeypadModifier, layoutText);
@@ -278,9 +293,8 @@ void TestNumberEditor::hostileInput()
     NumberEditor editor(nullptr, 2);
     editor.setValue(QStringLiteral("12"));
     QSignalSpy spy(&editor, &NumberEditor::changedValue);
-    const QStringList pastes{QString(10000, QLatin1Char('9')), QStringLiteral("\u0001\u007f\n"),
-                             QStringLiteral("\u0661\u0662"), QString(QChar(0xdc00)),
-                             QString(10000, QLatin1Char('.'))};
+    const QStringList pastes { QString(10000, QLatin1Char('9')), QStringLiteral("\u0001\u007f\n"),
+        QStringLiteral("\u0661\u0662"), QString(QChar(0xdc00)), QString(10000, QLatin1Char('.')) };
     for (const QString &paste : pastes) {
         editor.selectAll();
         editor.insert(paste);

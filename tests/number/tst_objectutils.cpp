@@ -66,7 +66,9 @@ void TestObjectUtils::signalBlockerRestoresNestedState()
     QCOMPARE(spy.count(), 1);
 
     object.blockSignals(true);
-    { const SignalBlocker guard(&object, false); }
+    {
+        const SignalBlocker guard(&object, false);
+    }
     QVERIFY2(object.signalsBlocked(), "a guard restores the state it found, not 'unblocked'");
 }
 
@@ -97,14 +99,15 @@ void TestObjectUtils::moveWidgetRelativelyToAnchor_data()
     QTest::addColumn<QPoint>("topLeft");
     // Anchor 1000 x 800 at (30, 20) in the window; widget 100 x 60.
     // Right/bottom: the widget's bottom-right corner at (949, 759) of the anchor.
-    QTest::newRow("right bottom") << int(Qt::AlignRight | Qt::AlignBottom) << QPoint(30 + 949 - 99, 20 + 759 - 59);
+    QTest::newRow("right bottom") << int(Qt::AlignRight | Qt::AlignBottom)
+                                  << QPoint(30 + 949 - 99, 20 + 759 - 59);
     // Centre: the widget's centre (49, 29 from its corner) at (499, 399).
     QTest::newRow("centre") << int(Qt::AlignCenter) << QPoint(30 + 499 - 49, 20 + 399 - 29);
     QTest::newRow("left top") << int(Qt::AlignLeft | Qt::AlignTop) << QPoint(30 + 50, 20 + 40);
-    QTest::newRow("left wins over right") << int(Qt::AlignLeft | Qt::AlignRight | Qt::AlignBottom)
-                                          << QPoint(30 + 50, 20 + 759 - 59);
-    QTest::newRow("centre wins over bottom") << int(Qt::AlignRight | Qt::AlignVCenter | Qt::AlignBottom)
-                                             << QPoint(30 + 949 - 99, 20 + 399 - 29);
+    QTest::newRow("left wins over right")
+        << int(Qt::AlignLeft | Qt::AlignRight | Qt::AlignBottom) << QPoint(30 + 50, 20 + 759 - 59);
+    QTest::newRow("centre wins over bottom")
+        << int(Qt::AlignRight | Qt::AlignVCenter | Qt::AlignBottom) << QPoint(30 + 949 - 99, 20 + 399 - 29);
     QTest::newRow("no flags") << 0 << QPoint(30, 20);
 }
 
@@ -131,7 +134,7 @@ void TestObjectUtils::moveWidgetRelativelyToScreen()
     moveWidgetRelatively(&window, nullptr, Qt::AlignRight | Qt::AlignBottom);
     // The bottom-right corner stands 5 % of the screen's size inside its bottom-right corner.
     QCOMPARE(window.geometry().bottomRight(),
-             QPoint(screen.right() - screen.width() / 20, screen.bottom() - screen.height() / 20));
+        QPoint(screen.right() - screen.width() / 20, screen.bottom() - screen.height() / 20));
     moveWidgetRelatively(&window, nullptr, Qt::AlignLeft | Qt::AlignTop);
     QCOMPARE(window.pos(), screen.topLeft() + QPoint(screen.width() / 20, screen.height() / 20));
 }
@@ -161,10 +164,10 @@ void TestObjectUtils::keyMapperWithoutDisplay()
 {
     // X key symbols as native virtual keys: main keyboard period, keypad decimal and separator.
     QKeyEvent mainPeriod(QEvent::KeyPress, Qt::Key_Period, Qt::NoModifier, 60, 0x2e, 0, QStringLiteral("."));
-    QKeyEvent keypadDecimal(QEvent::KeyPress, Qt::Key_Period, Qt::KeypadModifier, 91, 0xffae, 0x10,
-                            QStringLiteral("."));
-    QKeyEvent keypadSeparator(QEvent::KeyPress, Qt::Key_Comma, Qt::KeypadModifier, 91, 0xffac, 0x10,
-                              QStringLiteral(","));
+    QKeyEvent keypadDecimal(
+        QEvent::KeyPress, Qt::Key_Period, Qt::KeypadModifier, 91, 0xffae, 0x10, QStringLiteral("."));
+    QKeyEvent keypadSeparator(
+        QEvent::KeyPress, Qt::Key_Comma, Qt::KeypadModifier, 91, 0xffac, 0x10, QStringLiteral(","));
     QKeyEvent keypadDelete(QEvent::KeyPress, Qt::Key_Delete, Qt::KeypadModifier, 91, 0xff9f, 0, QString());
     QVERIFY(!KeyMapper::isDecimal(&mainPeriod));
     QVERIFY(KeyMapper::isDecimal(&keypadDecimal));
