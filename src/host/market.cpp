@@ -279,7 +279,7 @@ QVariant Loader::valueOf(const QJsonValue &value, const Table::Column &column) c
     // integers and all decimals are written as strings.
     constexpr double exactIntegers = 9007199254740992.0;
     const FieldType::Type type = column.type;
-    const QString expected = FieldType::name(type);
+    auto expected = [type] { return FieldType::name(type); };
     switch (value.type()) {
     case QJsonValue::Null:
         return QVariant();
@@ -292,14 +292,14 @@ QVariant Loader::valueOf(const QJsonValue &value, const Table::Column &column) c
                 throw Exception(QStringLiteral("%1 is not an exact integer (write large ones as strings)").arg(d));
             return qint64(d);
         }
-        throw Exception(QStringLiteral("a number where %1 is expected (write decimals as strings)").arg(expected));
+        throw Exception(QStringLiteral("a number where %1 is expected (write decimals as strings)").arg(expected()));
     case QJsonValue::String:
         if (type == FieldType::Double || type == FieldType::Int32)
-            throw Exception(QStringLiteral("a string where %1 is expected").arg(expected));
+            throw Exception(QStringLiteral("a string where %1 is expected").arg(expected()));
         return value.toString();
     default:
         throw Exception(QStringLiteral("a %1 where %2 is expected")
-                            .arg(value.isBool() ? QStringLiteral("boolean") : QStringLiteral("structure"), expected));
+                            .arg(value.isBool() ? QStringLiteral("boolean") : QStringLiteral("structure"), expected()));
     }
 }
 

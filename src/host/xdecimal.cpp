@@ -36,52 +36,61 @@ xdecimal::xdecimal(const QString &canonical)
     const ParseResult result = parse(canonical, Notation::canonical(), mantissaLimit, maxScale, &parts);
     if (result != ParseResult::Ok)
         throwFor(result, canonical);
-    m_mantissa = parts.negative ? -Wide(parts.magnitude) : Wide(parts.magnitude);
+    setMantissa(parts.negative ? -Wide(parts.magnitude) : Wide(parts.magnitude));
     m_scale = parts.scale;
 }
 
 xdecimal::xdecimal(const decimal &value)
-    : m_mantissa(value.mantissa())
-    , m_scale(value.scale())
+    : m_scale(value.scale())
 {
+    setMantissa(value.mantissa());
 }
 
 xdecimal::xdecimal(qint64 mantissa, int scale)
-    : m_mantissa(mantissa)
-    , m_scale(scale)
+    : m_scale(scale)
 {
+    setMantissa(mantissa);
     if (scale < 0 || scale > maxScale)
         throw Exception(QStringLiteral("Decimal scale out of range: %1").arg(scale));
 }
 
+void xdecimal::setMantissa(__int128 mantissa)
+{
+    m_low = quint64(mantissa);
+    m_high = qint64(mantissa >> 64);
+}
+
 QString xdecimal::toString() const
 {
-    return toCanonical(partsOf(m_mantissa, m_scale));
+    return toCanonical(partsOf(mantissa(), m_scale));
 }
 
 QString xdecimal::toSystemString() const
 {
-    return toLocale(partsOf(m_mantissa, m_scale), QLocale());
+    return toLocale(partsOf(mantissa(), m_scale), QLocale());
 }
 
 double xdecimal::toDouble() const
 {
-    return DecimalDetail::toDouble(partsOf(m_mantissa, m_scale));
+    return DecimalDetail::toDouble(partsOf(mantissa(), m_scale));
 }
 
 decimal xdecimal::toDecimal() const
 {
-    if (m_scale > decimal::maxScale || m_mantissa > std::numeric_limits<qint64>::max()
-        || m_mantissa < -std::numeric_limits<qint64>::max())
+    const Wide m = mantissa();
+    if (m_scale > decimal::maxScale || m > std::numeric_limits<qint64>::max()
+        || m < -std::numeric_limits<qint64>::max())
         throw Exception(QStringLiteral("Decimal overflow: \"%1\"").arg(toString()));
-    return decimal(qint64(m_mantissa), m_scale);
+    return decimal(qint64(m), m_scale);
 }
 
 int xdecimal::compare(const xdecimal &a, const xdecimal &b)
 {
+    const Wide x = a.mantissa();
+    const Wide y = b.mantissa();
     if (a.m_scale == b.m_scale)
-        return (a.m_mantissa > b.m_mantissa) - (a.m_mantissa < b.m_mantissa);
-    return DecimalDetail::compare(partsOf(a.m_mantissa, a.m_scale), partsOf(b.m_mantissa, b.m_scale));
+        return (x > y) - (x < y);
+    return DecimalDetail::compare(partsOf(x, a.m_scale), partsOf(y, b.m_scale));
 }
 
 bool operator==(const xdecimal &a, const xdecimal &b)
@@ -97,10 +106,10 @@ bool operator<(const xdecimal &a, const xdecimal &b)
 xdecimal operator+(const xdecimal &a, const xdecimal &b)
 {
     Parts sum;
-    if (!add(partsOf(a.m_mantissa, a.m_scale), partsOf(b.m_mantissa, b.m_scale), mantissaLimit, &sum))
+    if (!add(partsOf(a.mantissa(), a.m_scale), partsOf(b.mantissa(), b.m_scale), mantissaLimit, &sum))
         throw Exception(QStringLiteral("Decimal overflow: %1 + %2").arg(a.toString(), b.toString()));
     xdecimal result;
-    result.m_mantissa = sum.negative ? -Wide(sum.magnitude) : Wide(sum.magnitude);
+    result.setMantissa(sum.negative ? -Wide(sum.magnitude) : Wide(sum.magnitude));
     result.m_scale = sum.scale;
     return result;
 }

@@ -30,7 +30,7 @@ public:
     QString toSystemString() const;
     double toDouble() const;
     int scale() const { return m_scale; }
-    bool isZero() const { return m_mantissa == 0; }
+    bool isZero() const { return m_low == 0 && m_high == 0; }
     // Throws Exception when the value does not fit a decimal.
     decimal toDecimal() const;
 
@@ -41,7 +41,13 @@ public:
     static int compare(const xdecimal &a, const xdecimal &b);
 
 private:
-    __int128 m_mantissa = 0;
+    __int128 mantissa() const { return (__int128(m_high) << 64) | __int128(m_low); }
+    void setMantissa(__int128 mantissa);
+
+    // Two halves rather than one __int128: 8-byte alignment keeps database
+    // cells (which may hold an xdecimal) small.
+    quint64 m_low = 0;
+    qint64 m_high = 0;
     int m_scale = 0;
 };
 

@@ -1,5 +1,6 @@
 #include <host/decimal.h>
 #include <host/exception.h>
+#include <host/xdecimal.h>
 
 #include <QLocale>
 #include <QTest>
@@ -32,6 +33,7 @@ private slots:
     void additionOverflow();
     void metaType();
     void exceptionText();
+    void extendedDecimal();
 };
 
 void TestDecimal::canonicalRoundTrip_data()
@@ -272,6 +274,31 @@ void TestDecimal::exceptionText()
     } catch (const std::exception &caught) {
         QVERIFY(std::strstr(caught.what(), "1x") != nullptr);
     }
+}
+
+void TestDecimal::extendedDecimal()
+{
+    const xdecimal big(QStringLiteral("-123456789012345678901234.5678"));
+    QCOMPARE(big.toString(), QStringLiteral("-123456789012345678901234.5678"));
+    QCOMPARE(big.scale(), 4);
+    QCOMPARE(big.toDouble(), -123456789012345678901234.5678);
+    QVERIFY_EXCEPTION_THROWN(big.toDecimal(), Exception);
+    QCOMPARE(xdecimal(decimal(QStringLiteral("-1.50"))).toDecimal().toString(), QStringLiteral("-1.50"));
+
+    // Beyond 64 bits the sum stays exact.
+    const xdecimal max64(QStringLiteral("9223372036854775807"));
+    QCOMPARE((max64 + max64).toString(), QStringLiteral("18446744073709551614"));
+    QVERIFY(max64 < max64 + xdecimal(QStringLiteral("0.001")));
+    QCOMPARE(xdecimal(QStringLiteral("1.5")), xdecimal(QStringLiteral("1.500")));
+    const xdecimal max36(QString(36, QLatin1Char('9')));
+    QVERIFY_EXCEPTION_THROWN(max36 + xdecimal(1, 0), Exception);
+    QVERIFY_EXCEPTION_THROWN(xdecimal(QString(37, QLatin1Char('9'))), Exception);
+    QVERIFY_EXCEPTION_THROWN(xdecimal(QStringLiteral("1e40")), Exception);
+
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    QCOMPARE(xdecimal(QStringLiteral("12345678901234567890123.25")).toSystemString(),
+             QStringLiteral("12.345.678.901.234.567.890.123,25"));
+    QCOMPARE(QMetaType::type("xdecimal"), qMetaTypeId<xdecimal>());
 }
 
 QTEST_GUILESS_MAIN(TestDecimal)
