@@ -77,6 +77,8 @@ void TestBoundChoices::radioButtonsOfOneGroup()
     QVERIFY(QTest::qWaitForWindowExposed(&form));
     QCoreApplication::processEvents();
     QSignalSpy changes(&properties, &Properties::hasChanged);
+    QSignalSpy buyClicks(buy, &RadioButton::changedValue);
+    QSignalSpy sellClicks(sell, &RadioButton::changedValue);
 
     clickIndicator(buy);
     QCOMPARE(stored(properties, QStringLiteral("Side")), QStringLiteral("B"));
@@ -84,6 +86,12 @@ void TestBoundChoices::radioButtonsOfOneGroup()
     QVERIFY(!sell->isChecked());
     QCOMPARE(sell->getValue(), QStringLiteral("B"));
     QTRY_COMPARE(changes.count(), 1);
+
+    // Only the clicked button speaks, and a click on the checked one is silent.
+    clickIndicator(buy);
+    QVERIFY(buy->isChecked());
+    QCOMPARE(buyClicks.count(), 1);
+    QCOMPARE(sellClicks.count(), 0);
 
     retype(echo, QStringLiteral("S"));
     QVERIFY(sell->isChecked());
@@ -123,7 +131,10 @@ void TestBoundChoices::checkBoxBesideLineEdit()
     QCOMPARE(echo->text(), QStringLiteral("Y"));
 
     // The click that unchecks announces "Y" too, but the form reads the state.
+    QSignalSpy announced(confirm, &CheckBox::changedValue);
     clickIndicator(confirm);
+    QCOMPARE(announced.count(), 1);
+    QCOMPARE(announced.at(0).at(0).toString(), QStringLiteral("Y"));
     QCOMPARE(stored(properties, QStringLiteral("Confirm")), QStringLiteral("N"));
     QCOMPARE(echo->text(), QStringLiteral("N"));
 

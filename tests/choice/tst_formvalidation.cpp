@@ -30,21 +30,11 @@ class TestFormValidation : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
     void paintsAndRestores();
-    void sharedCaptions();
-    void nothingToPaint();
-
-private:
-    struct Form;
-    Form *m_form = nullptr;
 };
 
 namespace
 {
-
-const QString red = QStringLiteral("color: red");
 
 LineEdit *field(QWidget *parent, const char *name)
 {
@@ -55,117 +45,69 @@ LineEdit *field(QWidget *parent, const char *name)
 
 Label *caption(QWidget *parent, QWidget *buddy)
 {
-    auto *label = new Label(parent, {});
+    auto *label = new Label(parent);
     label->setBuddy(buddy);
     return label;
 }
 
 }
 
-// Price has two captions, one of them inside a nested panel; Range's caption
-// stands for Low and High; Account's caption is a label without buddy.
-struct TestFormValidation::Form {
+void TestFormValidation::paintsAndRestores()
+{
+    // Price has two captions, one inside a nested panel; the range's caption
+    // stands for Low and High; the account's caption has no buddy, and the
+    // comment's buddy was never bound.
     QWidget root;
-    Properties properties;
     LineEdit *price = field(&root, "Price");
     LineEdit *quantity = field(&root, "Quantity");
-    PriceRange *range = new PriceRange(&root);
-    QWidget *panel = new QWidget(&root);
+    auto *range = new PriceRange(&root);
+    auto *panel = new QWidget(&root);
     Label *priceCaption = caption(&root, price);
     Label *priceNote = caption(panel, price);
     Label *quantityCaption = caption(panel, quantity);
     Label *rangeCaption = caption(&root, range);
-    Label *accountCaption = new Label(QStringLiteral("Account"), &root, {});
-    FormValidation validation;
-
-    Form()
-    {
-        quantityCaption->setStyleSheet(QStringLiteral("font-weight: bold"));
-        accountCaption->setStyleSheet(QStringLiteral("font-style: italic"));
-        properties.connectAll(&root);
-        validation.setupPropWidgets(properties, &root);
-    }
-};
-
-void TestFormValidation::init()
-{
-    m_form = new Form;
-}
-
-void TestFormValidation::cleanup()
-{
-    delete m_form;
-    m_form = nullptr;
-}
-
-void TestFormValidation::paintsAndRestores()
-{
-    Form &f = *m_form;
-    f.validation.set({QStringLiteral("Quantity")});
-    QCOMPARE(f.quantityCaption->styleSheet(), red);
-    QCOMPARE(f.priceCaption->styleSheet(), QString());
-
-    // The next check's names replace the previous ones.
-    f.validation.set({QStringLiteral("Price")});
-    QCOMPARE(f.quantityCaption->styleSheet(), QString()); // its own bold style is gone
-    QCOMPARE(f.priceCaption->styleSheet(), red);
-    QCOMPARE(f.priceNote->styleSheet(), red);
-
-    f.validation.set({QStringLiteral("Price"), QStringLiteral("Quantity"), QStringLiteral("Unknown")});
-    QCOMPARE(f.priceCaption->styleSheet(), red);
-    QCOMPARE(f.quantityCaption->styleSheet(), red);
-
-    f.validation.set({});
-    for (Label *label : {f.priceCaption, f.priceNote, f.quantityCaption, f.rangeCaption})
-        QCOMPARE(label->styleSheet(), QString());
-    QCOMPARE(f.accountCaption->styleSheet(), QStringLiteral("font-style: italic"));
-
-    f.validation.setInvalidWidgets({f.accountCaption, f.price});
-    QCOMPARE(f.accountCaption->styleSheet(), red);
-    QCOMPARE(f.price->styleSheet(), QString()); // not a caption
-    f.validation.setWidgetState(f.price, false);
-    QCOMPARE(f.price->styleSheet(), QString());
-    f.validation.setInvalidWidgets({});
-    QCOMPARE(f.accountCaption->styleSheet(), QString());
-}
-
-void TestFormValidation::sharedCaptions()
-{
-    Form &f = *m_form;
-    for (const QString &name : {QStringLiteral("Low"), QStringLiteral("High")}) {
-        f.validation.set({name});
-        QCOMPARE(f.rangeCaption->styleSheet(), red);
-        f.validation.set({});
-        QCOMPARE(f.rangeCaption->styleSheet(), QString());
-    }
-
-    // Registering twice is harmless for painting.
-    f.validation.setupPropWidgets(f.properties, &f.root);
-    f.validation.set({QStringLiteral("Price")});
-    QCOMPARE(f.priceNote->styleSheet(), red);
-    f.validation.set({QStringLiteral("Quantity")});
-    QCOMPARE(f.priceNote->styleSheet(), QString());
-}
-
-void TestFormValidation::nothingToPaint()
-{
-    QWidget root;
+    auto *accountCaption = new Label(QStringLiteral("Account"), &root);
+    accountCaption->setStyleSheet(QStringLiteral("font-style: italic"));
+    quantityCaption->setStyleSheet(QStringLiteral("font-weight: bold"));
     Properties properties;
-    LineEdit *price = field(&root, "Price");
-    auto *label = new Label(QStringLiteral("Price"), &root, {});
     properties.connectAll(&root);
+    Label *commentCaption = caption(&root, new LineEdit(&root));
 
     FormValidation validation;
+    validation.setupPropWidgets(properties, &root);
+    const QString red = QStringLiteral("color: red");
+    const auto styles = [&] {
+        QStringList sheets;
+        for (Label *label : {priceCaption, priceNote, quantityCaption, rangeCaption, accountCaption, commentCaption})
+            sheets << (label->styleSheet() == red ? QStringLiteral("red") : label->styleSheet());
+        return sheets.join(QLatin1Char('|'));
+    };
+
+    validation.set({QStringLiteral("Quantity")});
+    QCOMPARE(styles(), QStringLiteral("||red||font-style: italic|"));
+    // The next check's names replace the previous ones; the bold style is lost.
+    validation.set({QStringLiteral("Price"), QStringLiteral("Unknown")});
+    QCOMPARE(styles(), QStringLiteral("red|red|||font-style: italic|"));
+    for (const QString &name : {QStringLiteral("Low"), QStringLiteral("High")}) {
+        validation.set({name});
+        QCOMPARE(styles(), QStringLiteral("|||red|font-style: italic|"));
+    }
+    validation.set({QStringLiteral("Price"), QStringLiteral("Quantity")});
+    QCOMPARE(styles(), QStringLiteral("red|red|red||font-style: italic|"));
+    validation.set({});
+    QCOMPARE(styles(), QStringLiteral("||||font-style: italic|"));
+
+    // Registering twice is harmless; captions can also be given directly.
     validation.setupPropWidgets(properties, &root);
     validation.set({QStringLiteral("Price")});
-    QCOMPARE(label->styleSheet(), QString());
-
-    // A buddy that was never bound has no names.
-    label->setBuddy(new LineEdit(&root));
-    validation.setupPropWidgets(properties, &root);
-    validation.set({QStringLiteral("Price"), QString()});
-    QCOMPARE(label->styleSheet(), QString());
+    QCOMPARE(styles(), QStringLiteral("red|red|||font-style: italic|"));
+    validation.setInvalidWidgets({accountCaption, price});
+    QCOMPARE(styles(), QStringLiteral("||||red|"));
+    QCOMPARE(price->styleSheet(), QString()); // not a caption
+    validation.setWidgetState(price, false);
     QCOMPARE(price->styleSheet(), QString());
+    validation.setInvalidWidgets({});
+    QCOMPARE(styles(), QStringLiteral("|||||"));
 }
 
 QTEST_MAIN(TestFormValidation)
