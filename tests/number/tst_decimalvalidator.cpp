@@ -12,9 +12,9 @@
 namespace
 {
 
-// C groups with ',' around '.'; ru_RU with a non-breaking space around ',';
-// de_DE swaps C's two characters.
-const char *const localeNames[] = { "C", "ru_RU", "de_DE" };
+// C groups with ',' around '.'; ru_RU with a non-breaking space and fr_FR with a
+// narrow one around ','; de_DE swaps C's two characters.
+const char *const localeNames[] = { "C", "ru_RU", "fr_FR", "de_DE" };
 
 struct Settings
 {
