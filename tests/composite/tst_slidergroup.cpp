@@ -1,3 +1,4 @@
+#include <vetrel/properties.h>
 #include <vetrel/quantityeditor.h>
 #include <vetrel/slidergroup.h>
 
@@ -17,12 +18,13 @@ private Q_SLOTS:
     void startsSwitchedOff();
     void setValueSwitchesOn();
     void userEditsStayInStep();
+    void boundInAForm();
 
 private:
     int emitted() const { return m_changed->count(); }
     int lastEmitted() const { return m_changed->last().at(0).toInt(); }
 
-    SliderGroup *m_group = nullptr;
+    QPointer<SliderGroup> m_group; // may die with a form it was lent to
     QCheckBox *m_check = nullptr;
     QuantityEditor *m_editor = nullptr;
     QSlider *m_slider = nullptr;
@@ -109,6 +111,46 @@ void TestSliderGroup::userEditsStayInStep()
     QCOMPARE(m_group->getValue(), 0);
     QCOMPARE(m_slider->value(), position);
     QVERIFY(!m_editor->isEnabled() && !m_slider->isEnabled());
+}
+
+// The group declares no binding of its own: the walk reaches its quantity
+// field, which the host names like any other field.
+void TestSliderGroup::boundInAForm()
+{
+    QWidget form;
+    m_group->setParent(&form);
+    m_editor->setProperty("field", QStringLiteral("Limit"));
+    auto *shown = new QuantityEditor(&form);
+    shown->setProperty("field", QStringLiteral("Limit"));
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+
+    Properties properties(&form);
+    QVERIFY(properties.connectAll(&form));
+    QCOMPARE(properties.objectProperty(m_slider), QList<QString>());
+    QCOMPARE(properties.objectProperty(m_check), QList<QString>());
+    const auto limit = [&] { return properties.values().value(QStringLiteral("Limit")).toString(); };
+
+    QTest::mouseClick(m_check, Qt::LeftButton);
+    QTest::keyClicks(m_editor, QStringLiteral("42"));
+    QCOMPARE(limit(), QStringLiteral("42"));
+    QCOMPARE(shown->text(), QStringLiteral("42"));
+    QCOMPARE(m_slider->value(), 42);
+
+    // The clamped number, not the typed one, reaches the form.
+    QTest::keyClicks(m_editor, QStringLiteral("7"));
+    QCOMPARE(limit(), QStringLiteral("100"));
+    QCOMPARE(shown->text(), QStringLiteral("100"));
+    QCOMPARE(m_editor->text(), QStringLiteral("100"));
+
+    m_slider->setFocus();
+    QTest::keyClick(m_slider, Qt::Key_Home);
+    QCOMPARE(m_editor->text(), QStringLiteral("0"));
+    QCOMPARE(m_group->getValue(), 0);
+    QCOMPARE(lastEmitted(), 0);
+
+    QTest::mouseClick(m_check, Qt::LeftButton);
+    QVERIFY(!m_editor->isEnabled());
 }
 
 QTEST_MAIN(TestSliderGroup)

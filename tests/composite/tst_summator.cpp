@@ -1,3 +1,5 @@
+#include <vetrel/numbereditor.h>
+#include <vetrel/properties.h>
 #include <vetrel/summator.h>
 
 #include <QLocale>
@@ -14,6 +16,7 @@ private Q_SLOTS:
     void sums_data();
     void sums();
     void reportsOnlyRealChanges();
+    void boundInAForm();
 };
 
 void TestSummator::sums_data()
@@ -57,13 +60,6 @@ void TestSummator::sums()
 void TestSummator::reportsOnlyRealChanges()
 {
     Summator summator;
-    // "Value" is the binding's read-only USER value; the operands are written
-    // by the binding and have nothing to report.
-    const QMetaObject *meta = summator.metaObject();
-    QCOMPARE(meta->classInfo(meta->indexOfClassInfo("Properties")).value(), "this");
-    QVERIFY(!summator.setProperty("Value", QStringLiteral("5")));
-    QCOMPARE(meta->userProperty().name(), "Value");
-
     QSignalSpy spy(&summator, &Summator::changedValue);
     summator.setSummand(QStringLiteral("1.5"));
     QCOMPARE(spy.count(), 1);
@@ -81,5 +77,47 @@ void TestSummator::reportsOnlyRealChanges()
     QCOMPARE(spy.count(), 2);
 }
 
-QTEST_GUILESS_MAIN(TestSummator)
+// Price + Fee = Total, typed as a trader would; the total is shown in a
+// third field bound to the summator's read-only value.
+void TestSummator::boundInAForm()
+{
+    QWidget form;
+    auto *price = new NumberEditor(&form, 2);
+    price->setProperty("field", QStringLiteral("Price"));
+    auto *fee = new NumberEditor(&form, 2);
+    fee->setProperty("field", QStringLiteral("Fee"));
+    auto *total = new NumberEditor(&form, 2);
+    total->setProperty("field", QStringLiteral("Total"));
+    auto *summator = new Summator(&form);
+    summator->setProperty("field", QStringLiteral("Total"));
+    summator->setProperty("fields", QStringLiteral("Price=Summand Fee=Addendum"));
+    form.show();
+
+    Properties properties(&form);
+    QVERIFY(properties.connectAll(&form));
+    QSignalSpy changed(&properties, &Properties::hasChanged);
+    const auto stored = [&](const char *name) { return properties.values().value(QLatin1String(name)).toString(); };
+
+    QTest::keyClicks(price, QStringLiteral("1.5"));
+    QCOMPARE(stored("Total"), QStringLiteral("1.5"));
+    QTest::keyClicks(fee, QStringLiteral("2.25"));
+    QCOMPARE(summator->getValue(), QStringLiteral("3.75"));
+    QCOMPARE(stored("Total"), QStringLiteral("3.75"));
+    QCOMPARE(total->text(), QStringLiteral("3.75"));
+    QTRY_COMPARE(changed.count(), 1);
+
+    // The host sets an operand: the sum follows into the store and the field.
+    properties.setValue(QStringLiteral("Price"), QStringLiteral("10"));
+    QCOMPARE(stored("Total"), QStringLiteral("12.25"));
+    QCOMPARE(total->text(), QStringLiteral("12.25"));
+
+    // A cleared fee leaves the price as the total; the bound total cannot be written.
+    fee->selectAll();
+    QTest::keyClick(fee, Qt::Key_Backspace);
+    QCOMPARE(stored("Total"), QStringLiteral("10"));
+    QTest::keyClicks(total, QStringLiteral("9"));
+    QCOMPARE(summator->getValue(), QStringLiteral("10"));
+}
+
+QTEST_MAIN(TestSummator)
 #include "tst_summator.moc"
