@@ -61,9 +61,6 @@ void TestStaticProperties::connectAllWatchesNotifyingUserProperties()
     // Kept in the property's own type, not as text.
     QCOMPARE(watcher.value("Lots").userType(), int(QMetaType::Int));
     QCOMPARE(watcher.value("Lots"), QVariant(2));
-    QCOMPARE(watcher["Venue"], QVariant(QStringLiteral("MOEX")));
-    QVERIFY(!watcher.value("Note").isValid());
-    QVERIFY(!watcher.value("Hidden").isValid());
     QCOMPARE(watcher.values(),
              (Values{{"Lots", 2}, {"Price", QStringLiteral("1.5")}, {"Venue", QStringLiteral("MOEX")}}));
 }
@@ -76,30 +73,31 @@ void TestStaticProperties::changesAreReportedAtOnceByName()
     watcher.connectAll(&quote); // binding again must not double the reports
     QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
 
+    const auto reported = [&spy] {
+        QStringList names;
+        for (const QList<QVariant> &call : qAsConst(spy))
+            names.append(call.at(0).toString());
+        spy.clear();
+        return names;
+    };
+
     quote.price = QStringLiteral("2.75");
     emit quote.changed();
     // Synchronous, and every property on the shared signal is reported, in declaration order.
-    QCOMPARE(spy.count(), 2);
-    QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("Price"));
-    QCOMPARE(spy.at(1).at(0).toString(), QStringLiteral("Lots"));
-    QCOMPARE(watcher.value("Price"), QVariant(QStringLiteral("2.75")));
-    spy.clear();
+    QCOMPARE(reported(), (QStringList{"Price", "Lots"}));
+    QCOMPARE(watcher["Price"], QVariant(QStringLiteral("2.75")));
 
     // No comparison with the old value: a bare notification is reported too.
     emit quote.venueChanged();
-    QCOMPARE(spy.count(), 1);
-    QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("Venue"));
-    spy.clear();
-
     emit quote.noteChanged();
-    QCOMPARE(spy.count(), 0);
+    QCOMPARE(reported(), QStringList{"Venue"});
 
     // setValue writes through Qt's conversion; the cache follows by the
     // notification that the write raises.
     QVERIFY(watcher.setValue("Lots", QStringLiteral("7")));
     QCOMPARE(quote.lots, 7);
     QCOMPARE(watcher.value("Lots"), QVariant(7));
-    QCOMPARE(spy.count(), 2);
+    QCOMPARE(reported(), (QStringList{"Price", "Lots"}));
 
     QVERIFY(!watcher.setValue("Nothing", 1));
     QVERIFY(!watcher.value("Nothing").isValid());
