@@ -16,10 +16,10 @@ namespace
 const std::vector<std::string> &lines()
 {
     static const std::vector<std::string> all = [] {
-        const char *const months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-        const char *const names[] = {"report.csv", "quotes 2009.txt", "a", "README", "orders-archive.tar.gz",
-                                     "very long file name with several blanks in it.dat"};
+        const char *const months[]
+            = { "Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec" };
+        const char *const names[] = { "report.csv", "quotes 2009.txt", "a", "README", "orders-archive.tar.gz",
+            "very long file name with several blanks in it.dat" };
         std::mt19937 random(42);
         std::vector<std::string> result;
         result.reserve(1000000);
@@ -29,35 +29,38 @@ const std::vector<std::string> &lines()
             const char *month = months[random() % 12];
             const unsigned day = 1 + random() % 28, size = random() % 10000000;
             switch (i % 10) {
-            case 0: case 1: case 2: // UNIX with group, recent
-                std::snprintf(line, sizeof line, "-rw-r--r--   1 trader   desk     %8u %s %2u %02u:%02u %s", size,
-                              month, day, unsigned(random() % 24), unsigned(random() % 60), name);
+            case 0:
+            case 1:
+            case 2: // UNIX with group, recent
+                std::snprintf(line, sizeof line, "-rw-r--r--   1 trader   desk     %8u %s %2u %02u:%02u %s",
+                    size, month, day, unsigned(random() % 24), unsigned(random() % 60), name);
                 break;
             case 3: // UNIX with group, old
-                std::snprintf(line, sizeof line, "drwxr-xr-x   2 trader   desk     %8u %s %2u  %u %s", size, month,
-                              day, 1990 + unsigned(random() % 30), name);
+                std::snprintf(line, sizeof line, "drwxr-xr-x   2 trader   desk     %8u %s %2u  %u %s", size,
+                    month, day, 1990 + unsigned(random() % 30), name);
                 break;
             case 4: // UNIX without group
                 std::snprintf(line, sizeof line, "-rw-r--r-- 1 0 %u %s %u %u %s", size, month, day,
-                              1990 + unsigned(random() % 30), name);
+                    1990 + unsigned(random() % 30), name);
                 break;
             case 5: // link
-                std::snprintf(line, sizeof line, "lrwxrwxrwx 1 root root 7 %s %u 12:00 %s -> target", month, day,
-                              name);
+                std::snprintf(
+                    line, sizeof line, "lrwxrwxrwx 1 root root 7 %s %u 12:00 %s -> target", month, day, name);
                 break;
-            case 6: case 7: // MS-DOS
-                std::snprintf(line, sizeof line, "%02u-%02u-%02u  %02u:%02u%s %14u %s", 1 + unsigned(random() % 12),
-                              day, unsigned(random() % 100), 1 + unsigned(random() % 12), unsigned(random() % 60),
-                              random() % 2 ? "AM" : "PM", size, name);
+            case 6:
+            case 7: // MS-DOS
+                std::snprintf(line, sizeof line, "%02u-%02u-%02u  %02u:%02u%s %14u %s",
+                    1 + unsigned(random() % 12), day, unsigned(random() % 100), 1 + unsigned(random() % 12),
+                    unsigned(random() % 60), random() % 2 ? "AM" : "PM", size, name);
                 break;
             case 8: // MultiNet
-                std::snprintf(line, sizeof line, "%s;1 %u %u-%s-%u %02u:%02u [SYSTEM] (RWED,RWED,RE,RE)", "DATA.DIR",
-                              unsigned(random() % 100), day, month, 1990 + unsigned(random() % 30),
-                              unsigned(random() % 24), unsigned(random() % 60));
+                std::snprintf(line, sizeof line, "%s;1 %u %u-%s-%u %02u:%02u [SYSTEM] (RWED,RWED,RE,RE)",
+                    "DATA.DIR", unsigned(random() % 100), day, month, 1990 + unsigned(random() % 30),
+                    unsigned(random() % 24), unsigned(random() % 60));
                 break;
             default: // EPLF
-                std::snprintf(line, sizeof line, "+i%u.%u,m%u,r,s%u,\t%s", unsigned(random()), unsigned(random()),
-                              unsigned(random() % 1000000000), size, name);
+                std::snprintf(line, sizeof line, "+i%u.%u,m%u,r,s%u,\t%s", unsigned(random()),
+                    unsigned(random()), unsigned(random() % 1000000000), size, name);
                 break;
             }
             result.emplace_back(line);
@@ -120,7 +123,7 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs)
-            m_times[run.benchmark_name()] = {run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
+            m_times[run.benchmark_name()] = { run.GetAdjustedRealTime(), run.GetAdjustedCPUTime() };
         ConsoleReporter::ReportRuns(runs);
     }
     void Finalize() override
@@ -131,7 +134,7 @@ public:
             return;
         // CPU time as well: on a shared machine the wall clock also counts other processes.
         std::printf("ParseListing / SplitAtBlanks: %.2f in real time, %.2f in CPU time (goal: at most 3)\n",
-                    parse->second.first / floor->second.first, parse->second.second / floor->second.second);
+            parse->second.first / floor->second.first, parse->second.second / floor->second.second);
     }
 
 private:

@@ -18,8 +18,7 @@ public:
 
     AssertionCatcher()
         : m_previous(nsHelper::SetAssertionHandler(&Throw))
-    {
-    }
+    { }
     ~AssertionCatcher() { nsHelper::SetAssertionHandler(m_previous); }
 
     // The condition text of the assertion that call raised; empty when none did.
@@ -34,7 +33,7 @@ public:
     }
 
 private:
-    static void Throw(const char *condition, const char *, int) { throw Failure{condition}; }
+    static void Throw(const char *condition, const char *, int) { throw Failure { condition }; }
 
     nsHelper::TAssertionHandler m_previous;
 };

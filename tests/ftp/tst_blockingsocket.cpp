@@ -50,7 +50,7 @@ public:
 
     static sockaddr_in loopback(unsigned short port)
     {
-        sockaddr_in address{};
+        sockaddr_in address {};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -105,7 +105,7 @@ std::string socketError(Call call)
 
 bool waitReadable(int fd)
 {
-    pollfd entry{fd, POLLIN, 0};
+    pollfd entry { fd, POLLIN, 0 };
     return ::poll(&entry, 1, 5000) == 1;
 }
 
@@ -114,7 +114,7 @@ double secondsSince(Clock::time_point start)
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-void ignoreSignal(int) {}
+void ignoreSignal(int) { }
 
 // Sends SIGUSR1 (installed without SA_RESTART) to a thread again and again
 // until stopped, so that whatever it blocks in sees EINTR.
@@ -123,7 +123,9 @@ class SignalStorm
 public:
     explicit SignalStorm(pthread_t target)
     {
-        struct sigaction action{};
+        struct sigaction action
+        {
+        };
         action.sa_handler = &ignoreSignal;
         sigemptyset(&action.sa_mask);
         sigaction(SIGUSR1, &action, &m_previous);
@@ -142,9 +144,11 @@ public:
     }
 
 private:
-    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_stop { false };
     std::thread m_thread;
-    struct sigaction m_previous{};
+    struct sigaction m_previous
+    {
+    };
 };
 
 }
@@ -180,7 +184,8 @@ void TestBlockingSocket::receiveTimeouts()
 
     auto start = Clock::now();
     QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
-    QVERIFY2(secondsSince(start) >= 0.95 && secondsSince(start) < 3, qPrintable(QString::number(secondsSince(start))));
+    QVERIFY2(secondsSince(start) >= 0.95 && secondsSince(start) < 3,
+        qPrintable(QString::number(secondsSince(start))));
 
     start = Clock::now();
     QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 0); }), std::string("Receive timeout"));
@@ -255,7 +260,7 @@ void TestBlockingSocket::writeLargeBufferInPieces()
     connectTo(socket, peer);
     // A send time-out makes the kernel return after taking part of the buffer,
     // so Write has to go on with the rest.
-    const timeval sendTimeout{0, 20000};
+    const timeval sendTimeout { 0, 20000 };
     QCOMPARE(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout), 0);
     const int smallBuffer = 16384;
     ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &smallBuffer, sizeof smallBuffer);
@@ -270,7 +275,9 @@ void TestBlockingSocket::writeLargeBufferInPieces()
 void TestBlockingSocket::peerResetDuringWrite()
 {
     // The default action of SIGPIPE ends the process; the socket must not raise it.
-    struct sigaction defaultAction{}, previous{};
+    struct sigaction defaultAction
+    {
+    }, previous {};
     defaultAction.sa_handler = SIG_DFL;
     sigaction(SIGPIPE, &defaultAction, &previous);
 
@@ -278,7 +285,7 @@ void TestBlockingSocket::peerResetDuringWrite()
     peer.serve([](int connection) {
         char chunk[4096];
         ::recv(connection, chunk, sizeof chunk, 0);
-        const linger reset{1, 0};
+        const linger reset { 1, 0 };
         ::setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
     });
     CBlockingSocket socket;
@@ -333,13 +340,13 @@ void TestBlockingSocket::acceptInterruptedBySignal()
 
 void TestBlockingSocket::descriptorAboveFdSetSize()
 {
-    rlimit limit{};
+    rlimit limit {};
     getrlimit(RLIMIT_NOFILE, &limit);
     const rlim_t needed = FD_SETSIZE + 200;
     if (limit.rlim_cur < needed) {
         if (limit.rlim_max < needed)
             QSKIP("the hard limit on open files is below FD_SETSIZE");
-        rlimit raised{needed, limit.rlim_max};
+        rlimit raised { needed, limit.rlim_max };
         QCOMPARE(setrlimit(RLIMIT_NOFILE, &raised), 0);
     }
     std::vector<int> fillers;
@@ -390,7 +397,7 @@ void TestBlockingSocket::datagrams()
     char buffer[64];
     CSockAddr from;
     QCOMPARE(socketError([&] { receiver.ReceiveDatagram(buffer, sizeof buffer, from, 0); }),
-             std::string("Receive timeout"));
+        std::string("Receive timeout"));
     QCOMPARE(sender.SendDatagram("quote", 5, target, 1), 5);
     QCOMPARE(receiver.ReceiveDatagram(buffer, sizeof buffer, from, 5), 5);
     QCOMPARE(std::string(buffer, 5), std::string("quote"));
@@ -403,7 +410,8 @@ void TestBlockingSocket::datagrams()
 void TestBlockingSocket::httpLines()
 {
     Peer peer;
-    const std::string response = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text";
+    const std::string response
+        = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text";
     peer.serve([&](int connection) { ::send(connection, response.data(), response.size(), 0); });
     CHttpBlockingSocket socket;
     socket.Create(SOCK_STREAM);
@@ -433,7 +441,8 @@ void TestBlockingSocket::httpLines()
     second.Create(SOCK_STREAM);
     second.Connect(CSockAddr(endless.address()));
     endless.join();
-    QCOMPARE(socketError([&] { second.ReadHttpHeaderLine(line, sizeof line, 5); }), std::string("ReadHeaderLine"));
+    QCOMPARE(
+        socketError([&] { second.ReadHttpHeaderLine(line, sizeof line, 5); }), std::string("ReadHeaderLine"));
 }
 
 void TestBlockingSocket::addressesAndFailures()
@@ -549,10 +558,10 @@ void TestBlockingSocket::assertions()
     alsoOpen.Create(SOCK_STREAM);
     CSockAddr address;
     QCOMPARE(condition([&] { open.Accept(alsoOpen, address); }),
-             std::string("sConnect.operator SOCKET() == (SOCKET)(~0)"));
+        std::string("sConnect.operator SOCKET() == (SOCKET)(~0)"));
 
     // Header lines must end in CR LF.
-    for (const std::string &reply : {std::string("bare\n"), std::string("\nfirst")}) {
+    for (const std::string &reply : { std::string("bare\n"), std::string("\nfirst") }) {
         Peer peer;
         peer.serve([&](int connection) { ::send(connection, reply.data(), reply.size(), 0); });
         CHttpBlockingSocket http;
@@ -561,7 +570,7 @@ void TestBlockingSocket::assertions()
         peer.join();
         QVERIFY(waitReadable(http));
         QCOMPARE(condition([&] { http.ReadHttpHeaderLine(buffer, sizeof buffer, 5); }),
-                 std::string(reply[0] == '\n' ? "(pch2)>m_pReadBuf" : "*(pch2 - 1)=='\\r'"));
+            std::string(reply[0] == '\n' ? "(pch2)>m_pReadBuf" : "*(pch2 - 1)=='\\r'"));
     }
 }
 

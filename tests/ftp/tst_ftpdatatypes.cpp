@@ -99,15 +99,15 @@ void TestFtpDataTypes::commandText()
 void TestFtpDataTypes::firewallTypes()
 {
     const char *const expected[][2] = {
-        {"NO_FIREWALL", "no firewall"},
-        {"SITE_HOSTNAME", "SITE hostname"},
-        {"USER_AFTER_LOGON", "USER after logon"},
-        {"PROXY_OPEN", "proxy OPEN"},
-        {"TRANSPARENT", "Transparent"},
-        {"USER_WITH_NO_LOGON", "USER with no logon"},
-        {"USER_FIREID@REMOTEHOST", "USER fireID@remotehost"},
-        {"USER_REMOTEID@REMOTEHOST_FIREID", "USER remoteID@remotehost fireID"},
-        {"USER_REMOTEID@FIREID@REMOTEHOST", "USER remoteID@fireID@remotehost"},
+        { "NO_FIREWALL", "no firewall" },
+        { "SITE_HOSTNAME", "SITE hostname" },
+        { "USER_AFTER_LOGON", "USER after logon" },
+        { "PROXY_OPEN", "proxy OPEN" },
+        { "TRANSPARENT", "Transparent" },
+        { "USER_WITH_NO_LOGON", "USER with no logon" },
+        { "USER_FIREID@REMOTEHOST", "USER fireID@remotehost" },
+        { "USER_REMOTEID@REMOTEHOST_FIREID", "USER remoteID@remotehost fireID" },
+        { "USER_REMOTEID@FIREID@REMOTEHOST", "USER remoteID@fireID@remotehost" },
     };
     std::vector<CFirewallType> types(2);
     CFirewallType::GetAllTypes(types);
@@ -130,7 +130,7 @@ void TestFtpDataTypes::logonInfo()
     QCOMPARE(plain.FwType(), CFirewallType(CFirewallType::ftNone));
 
     CLogonInfo full("ftp.example", 2121, "trader", "secret", "acct", "fw", "fwuser", "fwpass", 8021,
-                    CFirewallType::ftProxyOpen);
+        CFirewallType::ftProxyOpen);
     QCOMPARE(full.Hostname(), tstring("ftp.example"));
     QCOMPARE(full.Hostport(), static_cast<unsigned short>(2121));
     QCOMPARE(full.Account(), tstring("acct"));
@@ -152,21 +152,21 @@ void TestFtpDataTypes::logonInfo()
 void TestFtpDataTypes::representationLetters()
 {
     QCOMPARE(CType::ASCII().AsString() + CType::EBCDIC().AsString() + CType::Image().AsString()
-                 + CType::LocalByte().AsString(),
-             tstring("AEIL"));
+            + CType::LocalByte().AsString(),
+        tstring("AEIL"));
     QCOMPARE(CTypeFormat::NonPrint().AsString() + CTypeFormat::TelnetFormat().AsString()
-                 + CTypeFormat::CarriageControl().AsString(),
-             tstring("NTC"));
+            + CTypeFormat::CarriageControl().AsString(),
+        tstring("NTC"));
     QCOMPARE(CStructure::File().AsString() + CStructure::Record().AsString() + CStructure::Page().AsString(),
-             tstring("FRP"));
+        tstring("FRP"));
     QCOMPARE(CTransferMode::Stream().AsString() + CTransferMode::Block().AsString()
-                 + CTransferMode::Compressed().AsString(),
-             tstring("SBC"));
+            + CTransferMode::Compressed().AsString(),
+        tstring("SBC"));
 
     // A representation with a format differs from the bare type, so TYPE is sent again.
     QVERIFY(CRepresentation(CType::ASCII()) != CRepresentation(CType::ASCII(), CTypeFormat::NonPrint()));
     QVERIFY(CRepresentation(CType::ASCII(), CTypeFormat::TelnetFormat())
-            != CRepresentation(CType::ASCII(), CTypeFormat::NonPrint()));
+        != CRepresentation(CType::ASCII(), CTypeFormat::NonPrint()));
     QVERIFY(CRepresentation(CType::Image()) == CRepresentation(CType::Image()));
     QVERIFY(!CRepresentation(CType::Image()).HasFormat());
 }
@@ -175,12 +175,13 @@ void TestFtpDataTypes::invalidValuesAssert()
 {
     AssertionCatcher catcher;
     QCOMPARE(AssertionCatcher::conditionOf([] { CType(static_cast<CType::TTypeEnum>(4)).AsString(); }),
-             std::string("false"));
-    QCOMPARE(AssertionCatcher::conditionOf([] { CStructure(static_cast<CStructure::TStructureEnum>(-1)).AsString(); }),
-             std::string("false"));
+        std::string("false"));
+    QCOMPARE(AssertionCatcher::conditionOf(
+                 [] { CStructure(static_cast<CStructure::TStructureEnum>(-1)).AsString(); }),
+        std::string("false"));
     QCOMPARE(AssertionCatcher::conditionOf(
                  [] { CCommand(static_cast<CCommand::TCommandEnum>(lastCommand + 1)).AsString(); }),
-             std::string("it!=GetInstance().end()"));
+        std::string("it!=GetInstance().end()"));
 }
 
 QTEST_APPLESS_MAIN(TestFtpDataTypes)

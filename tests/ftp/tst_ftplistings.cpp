@@ -53,7 +53,7 @@ public:
         m_process.setProcessEnvironment(environment);
         m_process.setProcessChannelMode(QProcess::MergedChannels);
         // Port 0: the OS chooses, and the server's log says which.
-        m_process.start("/usr/bin/python3", {"-m", "pyftpdlib", "-i", "127.0.0.1", "-p", "0", "-d", root});
+        m_process.start("/usr/bin/python3", { "-m", "pyftpdlib", "-i", "127.0.0.1", "-p", "0", "-d", root });
         QByteArray log;
         const QRegularExpression started("starting FTP server on 127\\.0\\.0\\.1:(\\d+)");
         QDeadlineTimer deadline(10000);
@@ -75,7 +75,7 @@ class Vsftpd : public FtpServer
 public:
     bool start(const QString &root, QString &error) override
     {
-        const QString program = QStandardPaths::findExecutable("vsftpd", {"/usr/sbin", "/usr/local/sbin"});
+        const QString program = QStandardPaths::findExecutable("vsftpd", { "/usr/sbin", "/usr/local/sbin" });
         if (program.isEmpty()) {
             error = "vsftpd is not installed";
             return false;
@@ -85,17 +85,18 @@ public:
         QFile file(config);
         if (!file.open(QIODevice::WriteOnly))
             return false;
-        file.write(QStringLiteral("listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port=%1\n"
-                                  "background=NO\nanonymous_enable=YES\nno_anon_password=YES\nlocal_enable=NO\n"
-                                  "write_enable=NO\nanon_root=%2\nrun_as_launching_user=YES\n"
-                                  "secure_chroot_dir=%3\nuse_localtime=NO\nseccomp_sandbox=NO\n"
-                                  "xferlog_enable=NO\nvsftpd_log_file=%3/log\npasv_address=127.0.0.1\n")
-                       .arg(m_port)
-                       .arg(root, m_dir.path())
-                       .toUtf8());
+        file.write(
+            QStringLiteral("listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port=%1\n"
+                           "background=NO\nanonymous_enable=YES\nno_anon_password=YES\nlocal_enable=NO\n"
+                           "write_enable=NO\nanon_root=%2\nrun_as_launching_user=YES\n"
+                           "secure_chroot_dir=%3\nuse_localtime=NO\nseccomp_sandbox=NO\n"
+                           "xferlog_enable=NO\nvsftpd_log_file=%3/log\npasv_address=127.0.0.1\n")
+                .arg(m_port)
+                .arg(root, m_dir.path())
+                .toUtf8());
         file.close();
         m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start(program, {config});
+        m_process.start(program, { config });
         QDeadlineTimer deadline(10000);
         while (!deadline.hasExpired() && m_process.state() != QProcess::NotRunning) {
             if (accepts(m_port))
@@ -190,21 +191,24 @@ void TestFtpListings::initTestCase()
     // Directories last: adding entries would touch their times again.
     for (const auto &entry : m_times) {
         const QByteArray path = QFile::encodeName(m_pub.filePath(entry.first));
-        const timespec times[2] = {{entry.second.toSecsSinceEpoch(), 0}, {entry.second.toSecsSinceEpoch(), 0}};
+        const timespec times[2]
+            = { { entry.second.toSecsSinceEpoch(), 0 }, { entry.second.toSecsSinceEpoch(), 0 } };
         QCOMPARE(utimensat(AT_FDCWD, path.constData(), times, AT_SYMLINK_NOFOLLOW), 0);
     }
-    const timespec pubTimes[2] = {{0, UTIME_NOW}, {0, UTIME_NOW}};
+    const timespec pubTimes[2] = { { 0, UTIME_NOW }, { 0, UTIME_NOW } };
     utimensat(AT_FDCWD, QFile::encodeName(m_pub.path()).constData(), pubTimes, 0);
 }
 
 void TestFtpListings::add(const QString &name, const QDateTime &time, bool old)
 {
-    struct stat info{};
+    struct stat info
+    {
+    };
     QCOMPARE(lstat(QFile::encodeName(m_pub.filePath(name)).constData(), &info), 0);
     const bool link = S_ISLNK(info.st_mode);
     const bool directory = S_ISDIR(info.st_mode);
-    m_expected[name.toStdString()] = Expected{directory || link, !directory, static_cast<long>(info.st_size),
-                                              old ? 3 : 2, old ? dayOf(time) : minuteOf(time)};
+    m_expected[name.toStdString()] = Expected { directory || link, !directory,
+        static_cast<long>(info.st_size), old ? 3 : 2, old ? dayOf(time) : minuteOf(time) };
     m_times.emplace_back(name, time);
 }
 
@@ -227,7 +231,8 @@ void TestFtpListings::serverListing()
     QVERIFY2(ftp->start(m_root.path(), error), qPrintable(error));
 
     QProcess curl;
-    curl.start("curl", {"-s", "--max-time", "20", QStringLiteral("ftp://127.0.0.1:%1/pub/").arg(ftp->port())});
+    curl.start(
+        "curl", { "-s", "--max-time", "20", QStringLiteral("ftp://127.0.0.1:%1/pub/").arg(ftp->port()) });
     QVERIFY(curl.waitForFinished(30000));
     QCOMPARE(curl.exitCode(), 0);
     const QByteArray listing = curl.readAllStandardOutput();
@@ -254,7 +259,7 @@ void TestFtpListings::serverListing()
         QCOMPARE(status.Size(), expected.size);
         QCOMPARE(status.MTimeType(), expected.timeType);
         QCOMPARE(QDateTime::fromSecsSinceEpoch(status.MTime(), Qt::UTC),
-                 QDateTime::fromSecsSinceEpoch(expected.time, Qt::UTC));
+            QDateTime::fromSecsSinceEpoch(expected.time, Qt::UTC));
         QVERIFY(!status.Attributes().empty() && !status.Link().empty());
     }
 }

@@ -12,7 +12,8 @@ namespace
 
 long utc(int year, int month, int day, int hour = 0, int minute = 0)
 {
-    return static_cast<long>(QDateTime(QDate(year, month, day), QTime(hour, minute), Qt::UTC).toSecsSinceEpoch());
+    return static_cast<long>(
+        QDateTime(QDate(year, month, day), QTime(hour, minute), Qt::UTC).toSecsSinceEpoch());
 }
 
 const long unknown = LONG_MIN; // a column not to check
@@ -45,35 +46,38 @@ void TestFtpListParser::parse_data()
     QTest::addColumn<int>("timeType");
     QTest::addColumn<long>("time");
 
-    const auto row = [](const char *tag, const QByteArray &line, const QByteArray &name, bool cwd, bool retr, long size,
-                        int timeType, long time) {
+    const auto row = [](const char *tag, const QByteArray &line, const QByteArray &name, bool cwd, bool retr,
+                         long size, int timeType, long time) {
         QTest::newRow(tag) << line << true << name << cwd << retr << size << timeType << time;
     };
     const auto bad = [](const char *tag, const QByteArray &line) {
         QTest::newRow(tag) << line << false << QByteArray() << false << false << -1L << 0 << 0L;
     };
 
-    row("unix dir", "drwxr-xr-x 2 owner group 4096 Jan 1 2009 dir", "dir", true, false, 4096, 3, utc(2009, 1, 1));
-    row("unix file, blank runs, name with blanks", "-rw-r--r--   1 owner    group    1234 Mar 05  2009 my  file.txt",
-        "my  file.txt", false, true, 1234, 3, utc(2009, 3, 5));
+    row("unix dir", "drwxr-xr-x 2 owner group 4096 Jan 1 2009 dir", "dir", true, false, 4096, 3,
+        utc(2009, 1, 1));
+    row("unix file, blank runs, name with blanks",
+        "-rw-r--r--   1 owner    group    1234 Mar 05  2009 my  file.txt", "my  file.txt", false, true, 1234,
+        3, utc(2009, 3, 5));
     row("unix name starting with a blank", "-rw-r--r-- 1 o g 1 Dec 31 1999  lead", " lead", false, true, 1, 3,
         utc(1999, 12, 31));
     row("unix without group column", "-rw-r--r-- 1 owner 1234 Mar 5 2009 file", "file", false, true, 1234, 3,
         utc(2009, 3, 5));
-    row("unix numeric owner and group", "-rw-r--r--    1 0        0               3 Nov 22  2010 a", "a", false, true,
-        3, 3, utc(2010, 11, 22));
+    row("unix numeric owner and group", "-rw-r--r--    1 0        0               3 Nov 22  2010 a", "a",
+        false, true, 3, 3, utc(2010, 11, 22));
     row("unix month in capitals", "-rw-r--r-- 1 o g 7 JUL 4 1976 x", "x", false, true, 7, 3, utc(1976, 7, 4));
     row("unix link", "lrwxrwxrwx 1 root root 7 Jan 1 2009 a -> b", "a", true, true, 7, 3, utc(2009, 1, 1));
     row("unix link without target", "lrwxrwxrwx 1 root root 7 Jan 1 2009 plain", "plain", true, true, 7, 3,
         utc(2009, 1, 1));
-    row("unix arrow in a file name is kept", "-rw-r--r-- 1 o g 7 Jan 1 2009 a -> b", "a -> b", false, true, 7, 3,
+    row("unix arrow in a file name is kept", "-rw-r--r-- 1 o g 7 Jan 1 2009 a -> b", "a -> b", false, true, 7,
+        3, utc(2009, 1, 1));
+    row("unix folder count", "drwxrwxrwx               folder        2 May 10  1996 network", "network", true,
+        false, 2, 3, utc(1996, 5, 10));
+    row("unix device", "crw-rw-rw- 1 root root 1, 3 Jan 1 2009 null", "null", false, false, 3, 3,
         utc(2009, 1, 1));
-    row("unix folder count", "drwxrwxrwx               folder        2 May 10  1996 network", "network", true, false,
-        2, 3, utc(1996, 5, 10));
-    row("unix device", "crw-rw-rw- 1 root root 1, 3 Jan 1 2009 null", "null", false, false, 3, 3, utc(2009, 1, 1));
     row("unix year not a number", "-rw-r--r-- 1 o g 5 Jan 1 20x9 n", "n", false, true, 5, 0, 0);
-    row("unix name with NUL", QByteArray("-rw-r--r-- 1 o g 5 Jan 1 2009 a\0b", 33), QByteArray("a\0b", 3), false, true, 5, 3,
-        utc(2009, 1, 1));
+    row("unix name with NUL", QByteArray("-rw-r--r-- 1 o g 5 Jan 1 2009 a\0b", 33), QByteArray("a\0b", 3),
+        false, true, 5, 3, utc(2009, 1, 1));
     bad("one character", "d");
     bad("unknown first character", "x something 1 2 3");
     bad("unix without name", "drwxr-xr-x 2 owner group 4096 Jan 1 2009");
@@ -86,17 +90,20 @@ void TestFtpListParser::parse_data()
     bad("unix cut short", "-rw-r--r-- 1 o");
 
     row("eplf dir", "+i8388621.29609,m824255902,/,\tdev", "dev", true, false, -1, 1, 824255902);
-    row("eplf file", "+i8388621.44468,m839956783,r,s10376,\tRFCEPLF", "RFCEPLF", false, true, 10376, 1, 839956783);
-    row("eplf size and time", "+s280,m824255902,\tname with\tTab", "name with\tTab", false, false, 280, 1, 824255902);
+    row("eplf file", "+i8388621.44468,m839956783,r,s10376,\tRFCEPLF", "RFCEPLF", false, true, 10376, 1,
+        839956783);
+    row("eplf size and time", "+s280,m824255902,\tname with\tTab", "name with\tTab", false, false, 280, 1,
+        824255902);
     row("eplf unknown facts", "+xyz,,up,\tn", "n", false, false, -1, 0, 0);
     bad("eplf without tab", "+/,r,s1");
     bad("eplf empty name", "+r,s1,\t");
 
-    row("multinet dir", "CORE.DIR;1          1  8-SEP-1996 16:09 [SYSTEM] (RWE,RWE,RE,RE)", "CORE", true, false,
-        -1, 2, utc(1996, 9, 8, 16, 9));
+    row("multinet dir", "CORE.DIR;1          1  8-SEP-1996 16:09 [SYSTEM] (RWE,RWE,RE,RE)", "CORE", true,
+        false, -1, 2, utc(1996, 9, 8, 16, 9));
     row("multinet file", "00README.TXT;1      2 30-DEC-1996 17:44 [SYSTEM] (RWED,RWED,RE,RE)", "00README.TXT",
         false, true, -1, 2, utc(1996, 12, 30, 17, 44));
-    row("multinet two-digit year", "A.B;3 2 1-jan-07 00:01", "A.B", false, true, -1, 2, utc(2007, 1, 1, 0, 1));
+    row("multinet two-digit year", "A.B;3 2 1-jan-07 00:01", "A.B", false, true, -1, 2,
+        utc(2007, 1, 1, 0, 1));
     row("multinet bare .DIR is a file", ".DIR;1 1 8-SEP-1996 16:09", ".DIR", false, true, -1, 2,
         utc(1996, 9, 8, 16, 9));
     bad("multinet bad month", "FOO;1 2 30-XYZ-1996 17:44");
@@ -110,8 +117,8 @@ void TestFtpListParser::parse_data()
     row("msdos midnight hour", "12-01-85  12:30AM  100 a b.txt", "a b.txt", false, true, 100, 2,
         utc(1985, 12, 1, 0, 30));
     row("msdos noon hour", "12-01-85 12:30PM 100 x", "x", false, true, 100, 2, utc(1985, 12, 1, 12, 30));
-    row("msdos four-digit year, 24 hours", "04-27-2000  21:09       <DIR>          Apps", "Apps", true, false, -1, 2,
-        utc(2000, 4, 27, 21, 9));
+    row("msdos four-digit year, 24 hours", "04-27-2000  21:09       <DIR>          Apps", "Apps", true, false,
+        -1, 2, utc(2000, 4, 27, 21, 9));
     row("msdos name with semicolon", "07-18-00  10:16AM  5 a;b.txt", "a;b.txt", false, true, 5, 2,
         utc(2000, 7, 18, 10, 16));
     bad("msdos without name", "04-27-00  09:09PM       <DIR>");
@@ -169,7 +176,8 @@ void TestFtpListParser::recentDatesGuessTheYear()
     if (expected.secsTo(now) >= 350L * 86400 + 13 * 3600 + 7 * 60)
         expected = QDateTime(shown, QTime(13, 7), Qt::UTC);
 
-    const QByteArray line = "-rw-r--r-- 1 owner group 42 " + QLocale::c().toString(shown, "MMM d").toLatin1() + " 13:07 f";
+    const QByteArray line
+        = "-rw-r--r-- 1 owner group 42 " + QLocale::c().toString(shown, "MMM d").toLatin1() + " 13:07 f";
     CFTPListParser parser;
     CFTPFileStatus status;
     QVERIFY(parser.Parse(status, line.toStdString()));
@@ -177,7 +185,8 @@ void TestFtpListParser::recentDatesGuessTheYear()
     QCOMPARE(QDateTime::fromSecsSinceEpoch(status.MTime(), Qt::UTC), expected);
     QCOMPARE(parser.GuessTAI(shown.month() - 1, shown.day()) + 13 * 3600 + 7 * 60, status.MTime());
 
-    const QByteArray shortClock = "-rw-r--r-- 1 o g 1 " + QLocale::c().toString(shown, "MMM d").toLatin1() + " 9:05 f";
+    const QByteArray shortClock
+        = "-rw-r--r-- 1 o g 1 " + QLocale::c().toString(shown, "MMM d").toLatin1() + " 9:05 f";
     QVERIFY(parser.Parse(status, shortClock.toStdString()));
     QCOMPARE(status.MTime() - expected.toSecsSinceEpoch(), 9L * 3600 + 5 * 60 - 13 * 3600 - 7 * 60);
 }
@@ -202,7 +211,8 @@ void TestFtpListParser::toTai()
 
 void TestFtpListParser::monthsAndNumbers()
 {
-    const char *const months[] = {"jan", "Feb", "MAR", "apR", "May", "jun", "Jul", "aug", "SEP", "oct", "Nov", "dec"};
+    const char *const months[]
+        = { "jan", "Feb", "MAR", "apR", "May", "jun", "Jul", "aug", "SEP", "oct", "Nov", "dec" };
     for (int i = 0; i < 12; ++i)
         QCOMPARE(CFTPListParser::GetMonth(months[i], 3), i);
     QCOMPARE(CFTPListParser::GetMonth("janu", 4), -1);
@@ -233,7 +243,8 @@ void TestFtpListParser::anyInputIsSafe()
     const char *const huge[] = {
         "-rw-r--r-- 1 o g 99999999999999999999999 Jan 99999999999999999 9999999999999999999999 x",
         "-rw-r--r-- 1 o g 1 Jan 9223372036854775807 9223372036854775807 x",
-        "99999999999999999-9223372036854775807-9223372036854775807 9223372036854775807:9223372036854775807PM 1 x",
+        "99999999999999999-9223372036854775807-9223372036854775807 9223372036854775807:9223372036854775807PM "
+        "1 x",
         "X;1 1 9223372036854775807-DEC-9223372036854775807 9223372036854775807:9223372036854775807",
         "+m9223372036854775807,s99999999999999999999999,\tx",
     };
@@ -264,10 +275,14 @@ void TestFtpListParser::fileStatusComparesAllFields()
     QVERIFY(parser.Parse(b, "-rw-r--r-- 1 owner group 1234 Mar 5 2009 file"));
     QVERIFY(a == b);
     const char *const differing[] = {
-        "-rw-r--r-- 1 owner group 1234 Mar 5 2009 fil",   "-rw-r--r-- 1 owner group 1235 Mar 5 2009 file",
-        "-rw-r--r-- 1 owner group 1234 Mar 6 2009 file",  "-rw-r--r-- 1 owner grou 1234 Mar 5 2009 file",
-        "-rw-r--r-- 1 owne group 1234 Mar 5 2009 file",   "-rw-r--r-- 2 owner group 1234 Mar 5 2009 file",
-        "-rwxr--r-- 1 owner group 1234 Mar 5 2009 file",  "drw-r--r-- 1 owner group 1234 Mar 5 2009 file",
+        "-rw-r--r-- 1 owner group 1234 Mar 5 2009 fil",
+        "-rw-r--r-- 1 owner group 1235 Mar 5 2009 file",
+        "-rw-r--r-- 1 owner group 1234 Mar 6 2009 file",
+        "-rw-r--r-- 1 owner grou 1234 Mar 5 2009 file",
+        "-rw-r--r-- 1 owne group 1234 Mar 5 2009 file",
+        "-rw-r--r-- 2 owner group 1234 Mar 5 2009 file",
+        "-rwxr--r-- 1 owner group 1234 Mar 5 2009 file",
+        "drw-r--r-- 1 owner group 1234 Mar 5 2009 file",
     };
     for (const char *line : differing) {
         QVERIFY(parser.Parse(b, line));

@@ -15,11 +15,17 @@
 #include <cstring>
 #include <vector>
 
-// The conditions below compare the signed descriptor with the all-ones
-// SOCKET, as the client's diagnostics spell them; the crossing of signedness
+// The handle checks compare the signed descriptor with the all-ones SOCKET,
+// spelled as the client's diagnostics show them; the crossing of signedness
 // is intended.
 #pragma GCC diagnostic ignored "-Wsign-compare"
 #define INVALID_SOCKET (SOCKET)(~0)
+// clang-format off
+#define ASSERT_SOCKET_OPEN() VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET)
+#define ASSERT_SOCKET_UNOPENED() VETREL_FTP_ASSERT(m_hSocket==INVALID_SOCKET)
+#define ASSERT_LINE_NOT_EMPTY() VETREL_FTP_ASSERT((pch2)>m_pReadBuf)
+#define ASSERT_LINE_ENDS_IN_CR_LF() VETREL_FTP_ASSERT(*(pch2 - 1)=='\r')
+// clang-format on
 
 namespace nsSocket
 {
@@ -27,57 +33,63 @@ namespace nsSocket
 namespace
 {
 
-constexpr socklen_t addressLength = sizeof(sockaddr_in);
+    constexpr socklen_t addressLength = sizeof(sockaddr_in);
 
-enum class WaitFor { Reading, Writing };
+    enum class WaitFor
+    {
+        Reading,
+        Writing
+    };
 
-int WaitWithPoll(int fd, WaitFor what, std::chrono::steady_clock::time_point deadline)
-{
-    pollfd entry{fd, static_cast<short>(what == WaitFor::Reading ? POLLIN : POLLOUT), 0};
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        const int result = ::poll(&entry, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
-        if (result >= 0 || errno != EINTR)
-            return result;
+    int WaitWithPoll(int fd, WaitFor what, std::chrono::steady_clock::time_point deadline)
+    {
+        pollfd entry { fd, static_cast<short>(what == WaitFor::Reading ? POLLIN : POLLOUT), 0 };
+        for (;;) {
+            const auto left
+                = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            const int result = ::poll(&entry, 1, static_cast<int>(std::max<long long>(left.count(), 0)));
+            if (result >= 0 || errno != EINTR)
+                return result;
+        }
     }
-}
 
-int WaitWithSelect(int fd, WaitFor what, std::chrono::steady_clock::time_point deadline)
-{
-    for (;;) {
-        fd_set set;
-        FD_ZERO(&set);
-        FD_SET(fd, &set);
-        const auto left = std::max(std::chrono::duration_cast<std::chrono::microseconds>(
-                                       deadline - std::chrono::steady_clock::now()),
-                                   std::chrono::microseconds(0));
-        timeval timeout{static_cast<time_t>(left.count() / 1000000), static_cast<suseconds_t>(left.count() % 1000000)};
-        const int result = ::select(fd + 1, what == WaitFor::Reading ? &set : nullptr,
-                                    what == WaitFor::Writing ? &set : nullptr, nullptr, &timeout);
-        if (result >= 0 || errno != EINTR)
-            return result;
+    int WaitWithSelect(int fd, WaitFor what, std::chrono::steady_clock::time_point deadline)
+    {
+        for (;;) {
+            fd_set set;
+            FD_ZERO(&set);
+            FD_SET(fd, &set);
+            const auto left = std::max(std::chrono::duration_cast<std::chrono::microseconds>(
+                                           deadline - std::chrono::steady_clock::now()),
+                std::chrono::microseconds(0));
+            timeval timeout { static_cast<time_t>(left.count() / 1000000),
+                static_cast<suseconds_t>(left.count() % 1000000) };
+            const int result = ::select(fd + 1, what == WaitFor::Reading ? &set : nullptr,
+                what == WaitFor::Writing ? &set : nullptr, nullptr, &timeout);
+            if (result >= 0 || errno != EINTR)
+                return result;
+        }
     }
-}
 
-// Waits until the descriptor is ready or the whole seconds have passed, like
-// select(): >0 ready, 0 timed out, -1 failed. A signal does not cut the wait
-// short. Descriptors at or above FD_SETSIZE cannot go into an fd_set, so
-// they are waited for with poll.
-int Wait(int fd, WaitFor what, int nSecs)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::max(nSecs, 0));
-    return fd < FD_SETSIZE ? WaitWithSelect(fd, what, deadline) : WaitWithPoll(fd, what, deadline);
-}
-
-template<typename Call>
-auto RetryOnSignal(Call call)
-{
-    for (;;) {
-        const auto result = call();
-        if (result >= 0 || errno != EINTR)
-            return result;
+    // Waits until the descriptor is ready or the whole seconds have passed, like
+    // select(): >0 ready, 0 timed out, -1 failed. A signal does not cut the wait
+    // short. Descriptors at or above FD_SETSIZE cannot go into an fd_set, so
+    // they are waited for with poll.
+    int Wait(int fd, WaitFor what, int nSecs)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::max(nSecs, 0));
+        return fd < FD_SETSIZE ? WaitWithSelect(fd, what, deadline) : WaitWithPoll(fd, what, deadline);
     }
-}
+
+    template<typename Call>
+    auto RetryOnSignal(Call call)
+    {
+        for (;;) {
+            const auto result = call();
+            if (result >= 0 || errno != EINTR)
+                return result;
+        }
+    }
 
 }
 
@@ -111,11 +123,10 @@ std::string CBlockingSocketException::GetErrorMessage(unsigned int *pnHelpContex
 
 CSockAddr::CSockAddr()
     : CSockAddr(INADDR_ANY, 0)
-{
-}
+{ }
 
 CSockAddr::CSockAddr(in_addr_t ulAddr, unsigned short ushPort)
-    : sockaddr_in{}
+    : sockaddr_in {}
 {
     sin_family = AF_INET;
     sin_port = htons(ushPort);
@@ -131,11 +142,10 @@ CSockAddr::CSockAddr(const char *pchIP, unsigned short ushPort)
 
 CSockAddr::CSockAddr(const sockaddr_in &sin)
     : sockaddr_in(sin)
-{
-}
+{ }
 
 CSockAddr::CSockAddr(const sockaddr &sa)
-    : sockaddr_in{}
+    : sockaddr_in {}
 {
     std::memcpy(static_cast<sockaddr_in *>(this), &sa, sizeof(sockaddr_in));
 }
@@ -166,7 +176,7 @@ std::shared_ptr<IBlockingSocket> CBlockingSocket::CreateInstance() const
 
 void CBlockingSocket::Create(int nType)
 {
-    VETREL_FTP_ASSERT(m_hSocket==INVALID_SOCKET);
+    ASSERT_SOCKET_UNOPENED();
     const int handle = ::socket(AF_INET, nType, 0);
     if (handle < 0)
         throw CBlockingSocketException("Create");
@@ -175,14 +185,14 @@ void CBlockingSocket::Create(int nType)
 
 void CBlockingSocket::Connect(const sockaddr *psa) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(psa != NULL);
     if (::connect(m_hSocket, psa, addressLength) == 0)
         return;
     if (errno != EINTR)
         throw CBlockingSocketException("Connect");
     // An interrupted connect goes on in the background; wait for its outcome.
-    pollfd entry{m_hSocket, POLLOUT, 0};
+    pollfd entry { m_hSocket, POLLOUT, 0 };
     if (RetryOnSignal([&] { return ::poll(&entry, 1, -1); }) < 0)
         throw CBlockingSocketException("Connect");
     int error = 0;
@@ -196,7 +206,7 @@ void CBlockingSocket::Connect(const sockaddr *psa) const
 
 void CBlockingSocket::Bind(const sockaddr *psa) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(psa != NULL);
     if (::bind(m_hSocket, psa, addressLength) < 0)
         throw CBlockingSocketException("Bind");
@@ -204,7 +214,7 @@ void CBlockingSocket::Bind(const sockaddr *psa) const
 
 void CBlockingSocket::Listen() const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     if (::listen(m_hSocket, 5) < 0)
         throw CBlockingSocketException("Listen");
 }
@@ -219,7 +229,7 @@ void CBlockingSocket::Cleanup()
 
 bool CBlockingSocket::Accept(IBlockingSocket &sConnect, sockaddr *psa) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(psa != NULL);
     VETREL_FTP_ASSERT(sConnect.operator SOCKET() == INVALID_SOCKET);
     auto *target = dynamic_cast<CBlockingSocket *>(&sConnect);
@@ -256,7 +266,7 @@ int CBlockingSocket::Write(const char *pch, int nLength, int nSecs) const
 
 int CBlockingSocket::Receive(char *pch, int nSize, int nSecs) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(pch != NULL);
     if (Wait(m_hSocket, WaitFor::Reading, nSecs) == 0)
         throw CBlockingSocketException("Receive timeout");
@@ -268,7 +278,7 @@ int CBlockingSocket::Receive(char *pch, int nSize, int nSecs) const
 
 int CBlockingSocket::Send(const char *pch, int nSize, int nSecs) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(pch != NULL);
     if (Wait(m_hSocket, WaitFor::Writing, nSecs) == 0)
         throw CBlockingSocketException("Send timeout");
@@ -281,14 +291,14 @@ int CBlockingSocket::Send(const char *pch, int nSize, int nSecs) const
 
 int CBlockingSocket::ReceiveDatagram(char *pch, int nSize, sockaddr *psa, int nSecs) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(pch != NULL);
     VETREL_FTP_ASSERT(psa != NULL);
     if (Wait(m_hSocket, WaitFor::Reading, nSecs) == 0)
         throw CBlockingSocketException("Receive timeout");
     socklen_t length = addressLength;
-    const auto received =
-        RetryOnSignal([&] { return ::recvfrom(m_hSocket, pch, std::max(nSize, 0), 0, psa, &length); });
+    const auto received
+        = RetryOnSignal([&] { return ::recvfrom(m_hSocket, pch, std::max(nSize, 0), 0, psa, &length); });
     if (received < 0)
         throw CBlockingSocketException("ReceiveDatagram");
     return static_cast<int>(received);
@@ -296,7 +306,7 @@ int CBlockingSocket::ReceiveDatagram(char *pch, int nSize, sockaddr *psa, int nS
 
 int CBlockingSocket::SendDatagram(const char *pch, int nSize, const sockaddr *psa, int nSecs) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(pch != NULL);
     VETREL_FTP_ASSERT(psa != NULL);
     if (Wait(m_hSocket, WaitFor::Writing, nSecs) == 0)
@@ -310,7 +320,7 @@ int CBlockingSocket::SendDatagram(const char *pch, int nSize, const sockaddr *ps
 
 void CBlockingSocket::GetPeerAddr(sockaddr *psa) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(psa != NULL);
     socklen_t length = addressLength;
     if (::getpeername(m_hSocket, psa, &length) < 0)
@@ -319,7 +329,7 @@ void CBlockingSocket::GetPeerAddr(sockaddr *psa) const
 
 void CBlockingSocket::GetSockAddr(sockaddr *psa) const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     VETREL_FTP_ASSERT(psa != NULL);
     socklen_t length = addressLength;
     if (::getsockname(m_hSocket, psa, &length) < 0)
@@ -333,7 +343,7 @@ CBlockingSocket::operator SOCKET() const
 
 bool CBlockingSocket::CheckReadability() const
 {
-    VETREL_FTP_ASSERT(m_hSocket!=INVALID_SOCKET);
+    ASSERT_SOCKET_OPEN();
     const int result = Wait(m_hSocket, WaitFor::Reading, 0);
     if (result < 0)
         throw CBlockingSocketException("Socket Error");
@@ -344,7 +354,7 @@ CSockAddr CBlockingSocket::GetHostByName(const char *pchName, unsigned short ush
 {
     VETREL_FTP_ASSERT(pchName != NULL);
     // The reentrant form: the host may resolve names on other threads.
-    hostent entry{};
+    hostent entry {};
     hostent *found = nullptr;
     int error = 0;
     std::vector<char> work(1024);
@@ -361,13 +371,13 @@ std::string CBlockingSocket::GetHostByAddr(const sockaddr *psa)
 {
     VETREL_FTP_ASSERT(psa != NULL);
     const auto *ipv4 = reinterpret_cast<const sockaddr_in *>(psa);
-    hostent entry{};
+    hostent entry {};
     hostent *found = nullptr;
     int error = 0;
     std::vector<char> work(1024);
-    while (::gethostbyaddr_r(&ipv4->sin_addr, sizeof ipv4->sin_addr, AF_INET, &entry, work.data(), work.size(),
-                             &found, &error)
-           == ERANGE)
+    while (::gethostbyaddr_r(&ipv4->sin_addr, sizeof ipv4->sin_addr, AF_INET, &entry, work.data(),
+               work.size(), &found, &error)
+        == ERANGE)
         work.resize(work.size() * 2);
     if (!found)
         throw CBlockingSocketException("GetHostByAddr");
@@ -376,8 +386,7 @@ std::string CBlockingSocket::GetHostByAddr(const sockaddr *psa)
 
 CHttpBlockingSocket::CHttpBlockingSocket()
     : m_pReadBuf(new char[nSizeRecv])
-{
-}
+{ }
 
 CHttpBlockingSocket::~CHttpBlockingSocket()
 {
@@ -401,8 +410,8 @@ int CHttpBlockingSocket::ReadHttpHeaderLine(char *pch, int nSize, int nSecs)
         pch2 = static_cast<char *>(std::memchr(m_pReadBuf + m_nReadBuf, '\n', received));
         m_nReadBuf += received;
     }
-    VETREL_FTP_ASSERT((pch2)>m_pReadBuf);
-    VETREL_FTP_ASSERT(*(pch2 - 1)=='\r');
+    ASSERT_LINE_NOT_EMPTY();
+    ASSERT_LINE_ENDS_IN_CR_LF();
     const int lineLength = static_cast<int>(pch2 - m_pReadBuf) + 1;
     const int copied = std::min(lineLength, nSize - 1);
     std::memcpy(pch, m_pReadBuf, copied);

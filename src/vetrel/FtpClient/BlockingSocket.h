@@ -31,7 +31,8 @@ public:
      * when errno was 0) when it fits into maxLength bytes including the NUL;
      * otherwise writes nothing and returns false.
      */
-    virtual bool GetErrorMessage(char *lpstrError, unsigned int nMaxError, unsigned int *pnHelpContext = nullptr) const;
+    virtual bool GetErrorMessage(
+        char *lpstrError, unsigned int nMaxError, unsigned int *pnHelpContext = nullptr) const;
     /** The same text, or an empty string when it is longer than 511 characters. */
     virtual std::string GetErrorMessage(unsigned int *pnHelpContext = nullptr) const;
 
@@ -142,7 +143,10 @@ private:
 class VETREL_EXPORT CHttpBlockingSocket : public CBlockingSocket
 {
 public:
-    enum { nSizeRecv = 1000 };
+    enum
+    {
+        nSizeRecv = 1000
+    };
 
     CHttpBlockingSocket();
     ~CHttpBlockingSocket() override;

@@ -11,12 +11,12 @@ namespace nsHelper
 namespace
 {
 
-void DefaultHandler(const char *condition, const char *file, int line)
-{
-    qFatal("ASSERT: \"%s\" in file %s, line %d", condition, file, line);
-}
+    void DefaultHandler(const char *condition, const char *file, int line)
+    {
+        qFatal("ASSERT: \"%s\" in file %s, line %d", condition, file, line);
+    }
 
-std::atomic<TAssertionHandler> currentHandler{&DefaultHandler};
+    std::atomic<TAssertionHandler> currentHandler { &DefaultHandler };
 
 }
 

@@ -11,16 +11,15 @@ class CCommand::CExtendedInfo : public CCommand::IExtendedInfo
 {
 public:
     CExtendedInfo(const tstring &strServerString, const tstring &strCompleteServerStringSyntax,
-                  unsigned int uiNumberOfParameters, unsigned int uiNumberOfOptionalParameters,
-                  TSpecificationEnum enSpecification, TTypeEnum enType)
+        unsigned int uiNumberOfParameters, unsigned int uiNumberOfOptionalParameters,
+        TSpecificationEnum enSpecification, TTypeEnum enType)
         : m_strServerString(strServerString)
         , m_strCompleteServerStringSyntax(strCompleteServerStringSyntax)
         , m_uiNumberOfParameters(uiNumberOfParameters)
         , m_uiNumberOfOptionalParameters(uiNumberOfOptionalParameters)
         , m_enSpecification(enSpecification)
         , m_enType(enType)
-    {
-    }
+    { }
 
     const tstring &GetServerString() const override { return m_strServerString; }
     const tstring &GetCompleteServerStringSyntax() const override { return m_strCompleteServerStringSyntax; }
@@ -52,7 +51,9 @@ public:
     static const std::shared_ptr<const CExtendedInfo> &Get(TCommandEnum enCommand)
     {
         const auto it = GetInstance().find(enCommand);
+        // clang-format off
         VETREL_FTP_ASSERT(it!=GetInstance().end());
+        // clang-format on
         return it->second;
     }
 
@@ -63,8 +64,8 @@ private:
         const TTypeEnum read = DatachannelRead, write = DatachannelWrite, none = NonDatachannel;
         Insert(cmdABOR, "ABOR", "ABOR <CRLF>", 0, 0, rfc959, none);
         Insert(cmdACCT, "ACCT", "ACCT <SP> <account-information> <CRLF>", 1, 0, rfc959, none);
-        Insert(cmdALLO, "ALLO", "ALLO <SP> <decimal-integer> [<SP> R <SP> <decimal-integer>] <CRLF>", 3, 2, rfc959,
-               none);
+        Insert(cmdALLO, "ALLO", "ALLO <SP> <decimal-integer> [<SP> R <SP> <decimal-integer>] <CRLF>", 3, 2,
+            rfc959, none);
         Insert(cmdAPPE, "APPE", "APPE <SP> <pathname> <CRLF>", 1, 0, rfc959, write);
         Insert(cmdCDUP, "CDUP", "CDUP <CRLF>", 0, 0, rfc959, none);
         Insert(cmdCWD, "CWD", "CWD <SP> <pathname> <CRLF>", 1, 0, rfc959, none);
@@ -101,11 +102,12 @@ private:
     }
 
     void Insert(TCommandEnum enCommand, const tstring &strServerString, const tstring &strSyntax,
-                unsigned int uiParameters, unsigned int uiOptionalParameters, TSpecificationEnum enSpecification,
-                TTypeEnum enType)
+        unsigned int uiParameters, unsigned int uiOptionalParameters, TSpecificationEnum enSpecification,
+        TTypeEnum enType)
     {
-        emplace(enCommand, std::make_shared<const CExtendedInfo>(strServerString, strSyntax, uiParameters,
-                                                                 uiOptionalParameters, enSpecification, enType));
+        emplace(enCommand,
+            std::make_shared<const CExtendedInfo>(
+                strServerString, strSyntax, uiParameters, uiOptionalParameters, enSpecification, enType));
     }
 };
 
@@ -147,39 +149,39 @@ std::shared_ptr<const CCommand::IExtendedInfo> CCommand::GetExtendedInfo() const
 namespace
 {
 
-struct FirewallNames
-{
-    const char *storage;
-    const char *display;
-};
+    struct FirewallNames
+    {
+        const char *storage;
+        const char *display;
+    };
 
-const FirewallNames firewallNames[] = {
-    {"NO_FIREWALL", "no firewall"},
-    {"SITE_HOSTNAME", "SITE hostname"},
-    {"USER_AFTER_LOGON", "USER after logon"},
-    {"PROXY_OPEN", "proxy OPEN"},
-    {"TRANSPARENT", "Transparent"},
-    {"USER_WITH_NO_LOGON", "USER with no logon"},
-    {"USER_FIREID@REMOTEHOST", "USER fireID@remotehost"},
-    {"USER_REMOTEID@REMOTEHOST_FIREID", "USER remoteID@remotehost fireID"},
-    {"USER_REMOTEID@FIREID@REMOTEHOST", "USER remoteID@fireID@remotehost"},
-};
-constexpr int firewallTypeCount = sizeof firewallNames / sizeof firewallNames[0];
+    const FirewallNames firewallNames[] = {
+        { "NO_FIREWALL", "no firewall" },
+        { "SITE_HOSTNAME", "SITE hostname" },
+        { "USER_AFTER_LOGON", "USER after logon" },
+        { "PROXY_OPEN", "proxy OPEN" },
+        { "TRANSPARENT", "Transparent" },
+        { "USER_WITH_NO_LOGON", "USER with no logon" },
+        { "USER_FIREID@REMOTEHOST", "USER fireID@remotehost" },
+        { "USER_REMOTEID@REMOTEHOST_FIREID", "USER remoteID@remotehost fireID" },
+        { "USER_REMOTEID@FIREID@REMOTEHOST", "USER remoteID@fireID@remotehost" },
+    };
+    constexpr int firewallTypeCount = sizeof firewallNames / sizeof firewallNames[0];
 
-const FirewallNames &NamesOf(CFirewallType::TFirewallTypeEnum enType)
-{
-    VETREL_FTP_ASSERT(enType >= 0 && enType < firewallTypeCount);
-    return firewallNames[enType];
-}
+    const FirewallNames &NamesOf(CFirewallType::TFirewallTypeEnum enType)
+    {
+        VETREL_FTP_ASSERT(enType >= 0 && enType < firewallTypeCount);
+        return firewallNames[enType];
+    }
 
-// One letter per enumerator, in the enumeration's order; anything else is a programming error.
-template<size_t N, typename Enum>
-tstring LetterOf(const char (&letters)[N], Enum value)
-{
-    if (value < 0 || static_cast<size_t>(value) >= N - 1)
-        VETREL_FTP_ASSERT(false);
-    return tstring(1, letters[value]);
-}
+    // One letter per enumerator, in the enumeration's order; anything else is a programming error.
+    template<size_t N, typename Enum>
+    tstring LetterOf(const char (&letters)[N], Enum value)
+    {
+        if (value < 0 || static_cast<size_t>(value) >= N - 1)
+            VETREL_FTP_ASSERT(false);
+        return tstring(1, letters[value]);
+    }
 
 }
 
@@ -203,22 +205,22 @@ void CFirewallType::GetAllTypes(std::vector<CFirewallType> &vTypes)
 CLogonInfo::CLogonInfo() = default;
 
 CLogonInfo::CLogonInfo(const tstring &strHostname, unsigned short ushHostport, const tstring &strUsername,
-                       const tstring &strPassword, const tstring &strAccount)
+    const tstring &strPassword, const tstring &strAccount)
 {
     SetHost(strHostname, ushHostport, strUsername, strPassword, strAccount);
 }
 
 CLogonInfo::CLogonInfo(const tstring &strHostname, unsigned short ushHostport, const tstring &strUsername,
-                       const tstring &strPassword, const tstring &strAccount, const tstring &strFwHostname,
-                       const tstring &strFwUsername, const tstring &strFwPassword, unsigned short ushFwPort,
-                       const CFirewallType &crFwType)
+    const tstring &strPassword, const tstring &strAccount, const tstring &strFwHostname,
+    const tstring &strFwUsername, const tstring &strFwPassword, unsigned short ushFwPort,
+    const CFirewallType &crFwType)
 {
     SetHost(strHostname, ushHostport, strUsername, strPassword, strAccount);
     SetFirewall(strFwHostname, strFwUsername, strFwPassword, ushFwPort, crFwType);
 }
 
 void CLogonInfo::SetHost(const tstring &strHostname, unsigned short ushHostport, const tstring &strUsername,
-                         const tstring &strPassword, const tstring &strAccount)
+    const tstring &strPassword, const tstring &strAccount)
 {
     m_strHostname = strHostname;
     m_ushHostport = ushHostport;
@@ -228,7 +230,7 @@ void CLogonInfo::SetHost(const tstring &strHostname, unsigned short ushHostport,
 }
 
 void CLogonInfo::SetFirewall(const tstring &strFwHostname, const tstring &strFwUsername,
-                             const tstring &strFwPassword, unsigned short ushFwPort, const CFirewallType &crFwType)
+    const tstring &strFwPassword, unsigned short ushFwPort, const CFirewallType &crFwType)
 {
     m_strFwHostname = strFwHostname;
     m_strFwUsername = strFwUsername;

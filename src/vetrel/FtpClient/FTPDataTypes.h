@@ -27,16 +27,59 @@ class VETREL_EXPORT CCommand
 {
 public:
     /** Numbered alphabetically from 0. */
-    enum TCommandEnum {
-        cmdABOR, cmdACCT, cmdALLO, cmdAPPE, cmdCDUP, cmdCWD, cmdDELE, cmdHELP, cmdLIST,
-        cmdMDTM, cmdMKD, cmdMODE, cmdNLST, cmdNOOP, cmdOPEN, cmdPASS, cmdPASV, cmdPORT,
-        cmdPWD, cmdQUIT, cmdREIN, cmdREST, cmdRETR, cmdRMD, cmdRNFR, cmdRNTO, cmdSITE,
-        cmdSIZE, cmdSMNT, cmdSTAT, cmdSTOR, cmdSTOU, cmdSTRU, cmdSYST, cmdTYPE, cmdUSER
+    enum TCommandEnum
+    {
+        cmdABOR,
+        cmdACCT,
+        cmdALLO,
+        cmdAPPE,
+        cmdCDUP,
+        cmdCWD,
+        cmdDELE,
+        cmdHELP,
+        cmdLIST,
+        cmdMDTM,
+        cmdMKD,
+        cmdMODE,
+        cmdNLST,
+        cmdNOOP,
+        cmdOPEN,
+        cmdPASS,
+        cmdPASV,
+        cmdPORT,
+        cmdPWD,
+        cmdQUIT,
+        cmdREIN,
+        cmdREST,
+        cmdRETR,
+        cmdRMD,
+        cmdRNFR,
+        cmdRNTO,
+        cmdSITE,
+        cmdSIZE,
+        cmdSMNT,
+        cmdSTAT,
+        cmdSTOR,
+        cmdSTOU,
+        cmdSTRU,
+        cmdSYST,
+        cmdTYPE,
+        cmdUSER
     };
     /** The document that defines a command; OPEN, the proxy command, has none. */
-    enum TSpecificationEnum { Unknown = 0, RFC959 = 1, RFC3659 = 2 };
+    enum TSpecificationEnum
+    {
+        Unknown = 0,
+        RFC959 = 1,
+        RFC3659 = 2
+    };
     /** How a command uses the data channel. */
-    enum TTypeEnum { DatachannelRead = 0, DatachannelWrite = 1, NonDatachannel = 2 };
+    enum TTypeEnum
+    {
+        DatachannelRead = 0,
+        DatachannelWrite = 1,
+        NonDatachannel = 2
+    };
 
     class IExtendedInfo
     {
@@ -55,8 +98,7 @@ public:
 
     CCommand(TCommandEnum enCommand)
         : m_enCommand(enCommand)
-    {
-    }
+    { }
 
     TCommandEnum AsEnum() const { return m_enCommand; }
     bool operator==(const CCommand &rhs) const { return m_enCommand == rhs.m_enCommand; }
@@ -81,7 +123,8 @@ private:
 class VETREL_EXPORT CFirewallType
 {
 public:
-    enum TFirewallTypeEnum {
+    enum TFirewallTypeEnum
+    {
         ftNone = 0,
         ftSiteHostName = 1,
         ftUserAfterLogon = 2,
@@ -95,8 +138,7 @@ public:
 
     CFirewallType(TFirewallTypeEnum enFirewallType = ftNone)
         : m_enFirewallType(enFirewallType)
-    {
-    }
+    { }
 
     TFirewallTypeEnum AsEnum() const { return m_enFirewallType; }
     bool operator==(const CFirewallType &rhs) const { return m_enFirewallType == rhs.m_enFirewallType; }
@@ -118,18 +160,19 @@ class VETREL_EXPORT CLogonInfo
 {
 public:
     CLogonInfo();
-    CLogonInfo(const tstring &strHostname, unsigned short ushHostport = 21, const tstring &strUsername = "anonymous",
-               const tstring &strPassword = tstring(), const tstring &strAccount = tstring());
+    CLogonInfo(const tstring &strHostname, unsigned short ushHostport = 21,
+        const tstring &strUsername = "anonymous", const tstring &strPassword = tstring(),
+        const tstring &strAccount = tstring());
     CLogonInfo(const tstring &strHostname, unsigned short ushHostport, const tstring &strUsername,
-               const tstring &strPassword, const tstring &strAccount, const tstring &strFwHostname,
-               const tstring &strFwUsername, const tstring &strFwPassword, unsigned short ushFwPort,
-               const CFirewallType &crFwType);
+        const tstring &strPassword, const tstring &strAccount, const tstring &strFwHostname,
+        const tstring &strFwUsername, const tstring &strFwPassword, unsigned short ushFwPort,
+        const CFirewallType &crFwType);
 
     void SetHost(const tstring &strHostname, unsigned short ushHostport = 21,
-                 const tstring &strUsername = "anonymous", const tstring &strPassword = tstring(),
-                 const tstring &strAccount = tstring());
+        const tstring &strUsername = "anonymous", const tstring &strPassword = tstring(),
+        const tstring &strAccount = tstring());
     void SetFirewall(const tstring &strFwHostname, const tstring &strFwUsername, const tstring &strFwPassword,
-                     unsigned short ushFwPort, const CFirewallType &crFwType);
+        unsigned short ushFwPort, const CFirewallType &crFwType);
 
     const tstring &Hostname() const { return m_strHostname; }
     unsigned short Hostport() const { return m_ushHostport; }
@@ -159,12 +202,17 @@ private:
 class VETREL_EXPORT CType
 {
 public:
-    enum TTypeEnum { tyASCII, tyEBCDIC, tyImage, tyLocalByte };
+    enum TTypeEnum
+    {
+        tyASCII,
+        tyEBCDIC,
+        tyImage,
+        tyLocalByte
+    };
 
     CType(TTypeEnum enType)
         : m_enType(enType)
-    {
-    }
+    { }
     static CType ASCII() { return tyASCII; }
     static CType EBCDIC() { return tyEBCDIC; }
     static CType Image() { return tyImage; }
@@ -184,12 +232,16 @@ private:
 class VETREL_EXPORT CTypeFormat
 {
 public:
-    enum TFormatEnum { tfNonPrint, tfTelnetFormat, tfCarriageControl };
+    enum TFormatEnum
+    {
+        tfNonPrint,
+        tfTelnetFormat,
+        tfCarriageControl
+    };
 
     CTypeFormat(TFormatEnum enTypeFormat)
         : m_enTypeFormat(enTypeFormat)
-    {
-    }
+    { }
     static CTypeFormat NonPrint() { return tfNonPrint; }
     static CTypeFormat TelnetFormat() { return tfTelnetFormat; }
     static CTypeFormat CarriageControl() { return tfCarriageControl; }
@@ -208,12 +260,16 @@ private:
 class VETREL_EXPORT CStructure
 {
 public:
-    enum TStructureEnum { scFile, scRecord, scPage };
+    enum TStructureEnum
+    {
+        scFile,
+        scRecord,
+        scPage
+    };
 
     CStructure(TStructureEnum enStructure)
         : m_enStructure(enStructure)
-    {
-    }
+    { }
     static CStructure File() { return scFile; }
     static CStructure Record() { return scRecord; }
     static CStructure Page() { return scPage; }
@@ -232,12 +288,16 @@ private:
 class VETREL_EXPORT CTransferMode
 {
 public:
-    enum TTransferModeEnum { tmStream, tmBlock, tmCompressed };
+    enum TTransferModeEnum
+    {
+        tmStream,
+        tmBlock,
+        tmCompressed
+    };
 
     CTransferMode(TTransferModeEnum enTransferMode)
         : m_enTransferMode(enTransferMode)
-    {
-    }
+    { }
     static CTransferMode Stream() { return tmStream; }
     static CTransferMode Block() { return tmBlock; }
     static CTransferMode Compressed() { return tmCompressed; }
@@ -261,14 +321,12 @@ class VETREL_EXPORT CRepresentation
 public:
     CRepresentation(const CType &type)
         : m_Type(type)
-    {
-    }
+    { }
     CRepresentation(const CType &type, const CTypeFormat &format)
         : m_Type(type)
         , m_Format(format)
         , m_bHasFormat(true)
-    {
-    }
+    { }
 
     const CType &Type() const { return m_Type; }
     /** Whether a format letter goes with the type; Format() is meaningful only then. */
@@ -277,7 +335,8 @@ public:
 
     bool operator==(const CRepresentation &rhs) const
     {
-        return m_Type == rhs.m_Type && m_bHasFormat == rhs.m_bHasFormat && (!m_bHasFormat || m_Format == rhs.m_Format);
+        return m_Type == rhs.m_Type && m_bHasFormat == rhs.m_bHasFormat
+            && (!m_bHasFormat || m_Format == rhs.m_Format);
     }
     bool operator!=(const CRepresentation &rhs) const { return !operator==(rhs); }
 

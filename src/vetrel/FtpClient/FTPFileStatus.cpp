@@ -34,8 +34,8 @@ bool CFTPFileStatus::operator==(const CFTPFileStatus &rhs) const
 {
     const auto fields = [](const CFTPFileStatus &s) {
         return std::tie(s.m_strName, s.m_strPath, s.m_fTryCwd, s.m_fTryRetr, s.m_iSizeType, s.m_lSize,
-                        s.m_iModificationTimeType, s.m_lModificationTime, s.m_strAttributes, s.m_strUID,
-                        s.m_strGID, s.m_strLink, s.m_iIDType, s.m_strID);
+            s.m_iModificationTimeType, s.m_lModificationTime, s.m_strAttributes, s.m_strUID, s.m_strGID,
+            s.m_strLink, s.m_iIDType, s.m_strID);
     };
     return fields(*this) == fields(rhs);
 }

@@ -12,10 +12,24 @@ namespace nsFTP
 class VETREL_EXPORT CFTPFileStatus
 {
 public:
-    enum TSizeType { stUnknown = 0, stBinary = 1 };
+    enum TSizeType
+    {
+        stUnknown = 0,
+        stBinary = 1
+    };
     /** Remote times are exact seconds (EPLF); local ones are server-local and only to the minute or day. */
-    enum TMTimeType { mttUnknown = 0, mttRemoteSeconds = 1, mttLocalMinute = 2, mttLocalDay = 3 };
-    enum TIDType { idUnknown = 0, idFull = 1 };
+    enum TMTimeType
+    {
+        mttUnknown = 0,
+        mttRemoteSeconds = 1,
+        mttLocalMinute = 2,
+        mttLocalDay = 3
+    };
+    enum TIDType
+    {
+        idUnknown = 0,
+        idFull = 1
+    };
 
     CFTPFileStatus();
 

@@ -12,133 +12,139 @@ namespace nsFTP
 namespace
 {
 
-const char *const monthNames[12] = {"jan", "feb", "mar", "apr", "may", "jun",
-                                    "jul", "aug", "sep", "oct", "nov", "dec"};
+    const char *const monthNames[12]
+        = { "jan", "feb", "mar", "apr", "may", "jun", "jul", "aug", "sep", "oct", "nov", "dec" };
 
-constexpr long secondsPerDay = 86400;
-// A date without a year is taken as lying less than this before now.
-constexpr long guessWindow = 350 * secondsPerDay;
+    constexpr long secondsPerDay = 86400;
+    // A date without a year is taken as lying less than this before now.
+    constexpr long guessWindow = 350 * secondsPerDay;
 
-// Time arithmetic on numbers read from untrusted lines is done wide and
-// clamped, so that no input can overflow a long.
-typedef __int128 wide;
+    // Time arithmetic on numbers read from untrusted lines is done wide and
+    // clamped, so that no input can overflow a long.
+    typedef __int128 wide;
 
-// Three characters folded to lower case (ASCII only, whatever the process
-// locale) and packed into one number, so a month name compares at once.
-unsigned MonthKey(const char *p)
-{
-    const auto lower = [](char c) { return unsigned(static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c)); };
-    return lower(p[0]) << 16 | lower(p[1]) << 8 | lower(p[2]);
-}
-
-// The file-type letters of a UNIX permission string.
-bool IsUNIXType(char c)
-{
-    switch (c) {
-    case 'b': case 'c': case 'd': case 'l': case 'p': case 's': case '-':
-        return true;
-    default:
-        return false;
-    }
-}
-
-// Days from 1970-01-01 to the first of a month (0 = January). Counting
-// years start in March, so that the leap day ends a year and the month
-// lengths from March on follow the 153-days-per-5-months rule.
-template<typename Int>
-Int DaysToMonth(Int year, long lMonthOfYear)
-{
-    if (lMonthOfYear < 2) {
-        year -= 1;
-        lMonthOfYear += 10;
-    } else {
-        lMonthOfYear -= 2;
-    }
-    const Int era = (year >= 0 ? year : year - 399) / 400;
-    const Int yearOfEra = year - era * 400;
-    const Int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + (153 * lMonthOfYear + 2) / 5;
-    // 719468 days lie between 0000-03-01 and 1970-01-01.
-    return era * 146097 + dayOfEra - 719468;
-}
-
-long Saturate(wide value)
-{
-    return static_cast<long>(std::clamp<wide>(value, LONG_MIN, LONG_MAX));
-}
-
-long AddClockTime(long lDate, long lSeconds, long lHour, long lMinute)
-{
-    return Saturate(wide(lDate) + lSeconds + wide(lHour) * 3600 + wide(lMinute) * 60);
-}
-
-// Two-digit years as MS-DOS listings print them: 85 is 1985, 07 is 2007.
-long WidenYear(long lYear)
-{
-    if (lYear < 50)
-        lYear += 2000;
-    if (lYear <= 999)
-        lYear += 1900;
-    return lYear;
-}
-
-// A read position in one line that never moves past its end.
-class CCursor
-{
-public:
-    CCursor(const char *pBegin, const char *pEnd)
-        : m_p(pBegin)
-        , m_pEnd(pEnd)
+    // Three characters folded to lower case (ASCII only, whatever the process
+    // locale) and packed into one number, so a month name compares at once.
+    unsigned MonthKey(const char *p)
     {
+        const auto lower
+            = [](char c) { return unsigned(static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c)); };
+        return lower(p[0]) << 16 | lower(p[1]) << 8 | lower(p[2]);
     }
 
-    bool AtEnd() const { return m_p == m_pEnd; }
-    char Peek() const { return *m_p; }
-    const char *Position() const { return m_p; }
-    void Advance() { ++m_p; }
-
-    // Skips a run of c; false when that reaches the end of the line.
-    bool SkipRun(char c)
+    // The file-type letters of a UNIX permission string.
+    bool IsUNIXType(char c)
     {
-        while (m_p != m_pEnd && *m_p == c)
-            ++m_p;
-        return m_p != m_pEnd;
-    }
-    // Moves to the next c; false when there is none.
-    bool SkipTo(char c)
-    {
-        while (m_p != m_pEnd && *m_p != c)
-            ++m_p;
-        return m_p != m_pEnd;
-    }
-    // The text up to the next c (which must exist); the cursor stops on c.
-    bool TextUpTo(char c, const char *&pText, int &iLength)
-    {
-        pText = m_p;
-        if (!SkipTo(c))
+        switch (c) {
+        case 'b':
+        case 'c':
+        case 'd':
+        case 'l':
+        case 'p':
+        case 's':
+        case '-':
+            return true;
+        default:
             return false;
-        iLength = static_cast<int>(m_p - pText);
-        return true;
-    }
-    // The number up to the next c, as in "27-" or "09:".
-    bool NumberUpTo(char c, long &lValue)
-    {
-        const char *pText;
-        int iLength;
-        return TextUpTo(c, pText, iLength) && CFTPListParser::GetLong(pText, iLength, lValue);
-    }
-    // A run of digits, at least one.
-    bool Digits(long &lValue)
-    {
-        const char *pText = m_p;
-        while (m_p != m_pEnd && *m_p >= '0' && *m_p <= '9')
-            ++m_p;
-        return CFTPListParser::GetLong(pText, static_cast<int>(m_p - pText), lValue);
+        }
     }
 
-private:
-    const char *m_p;
-    const char *m_pEnd;
-};
+    // Days from 1970-01-01 to the first of a month (0 = January). Counting
+    // years start in March, so that the leap day ends a year and the month
+    // lengths from March on follow the 153-days-per-5-months rule.
+    template<typename Int>
+    Int DaysToMonth(Int year, long lMonthOfYear)
+    {
+        if (lMonthOfYear < 2) {
+            year -= 1;
+            lMonthOfYear += 10;
+        } else {
+            lMonthOfYear -= 2;
+        }
+        const Int era = (year >= 0 ? year : year - 399) / 400;
+        const Int yearOfEra = year - era * 400;
+        const Int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + (153 * lMonthOfYear + 2) / 5;
+        // 719468 days lie between 0000-03-01 and 1970-01-01.
+        return era * 146097 + dayOfEra - 719468;
+    }
+
+    long Saturate(wide value)
+    {
+        return static_cast<long>(std::clamp<wide>(value, LONG_MIN, LONG_MAX));
+    }
+
+    long AddClockTime(long lDate, long lSeconds, long lHour, long lMinute)
+    {
+        return Saturate(wide(lDate) + lSeconds + wide(lHour) * 3600 + wide(lMinute) * 60);
+    }
+
+    // Two-digit years as MS-DOS listings print them: 85 is 1985, 07 is 2007.
+    long WidenYear(long lYear)
+    {
+        if (lYear < 50)
+            lYear += 2000;
+        if (lYear <= 999)
+            lYear += 1900;
+        return lYear;
+    }
+
+    // A read position in one line that never moves past its end.
+    class CCursor
+    {
+    public:
+        CCursor(const char *pBegin, const char *pEnd)
+            : m_p(pBegin)
+            , m_pEnd(pEnd)
+        { }
+
+        bool AtEnd() const { return m_p == m_pEnd; }
+        char Peek() const { return *m_p; }
+        const char *Position() const { return m_p; }
+        void Advance() { ++m_p; }
+
+        // Skips a run of c; false when that reaches the end of the line.
+        bool SkipRun(char c)
+        {
+            while (m_p != m_pEnd && *m_p == c)
+                ++m_p;
+            return m_p != m_pEnd;
+        }
+        // Moves to the next c; false when there is none.
+        bool SkipTo(char c)
+        {
+            while (m_p != m_pEnd && *m_p != c)
+                ++m_p;
+            return m_p != m_pEnd;
+        }
+        // The text up to the next c (which must exist); the cursor stops on c.
+        bool TextUpTo(char c, const char *&pText, int &iLength)
+        {
+            pText = m_p;
+            if (!SkipTo(c))
+                return false;
+            iLength = static_cast<int>(m_p - pText);
+            return true;
+        }
+        // The number up to the next c, as in "27-" or "09:".
+        bool NumberUpTo(char c, long &lValue)
+        {
+            const char *pText;
+            int iLength;
+            return TextUpTo(c, pText, iLength) && CFTPListParser::GetLong(pText, iLength, lValue);
+        }
+        // A run of digits, at least one.
+        bool Digits(long &lValue)
+        {
+            const char *pText = m_p;
+            while (m_p != m_pEnd && *m_p >= '0' && *m_p <= '9')
+                ++m_p;
+            return CFTPListParser::GetLong(pText, static_cast<int>(m_p - pText), lValue);
+        }
+
+    private:
+        const char *m_p;
+        const char *m_pEnd;
+    };
 
 }
 
@@ -146,10 +152,10 @@ CFTPListParser::CFTPListParser()
 {
     // Where the system's time_t count starts on the day count; 0 wherever
     // time_t counts from 1970-01-01 00:00 UTC.
-    tm epoch{};
+    tm epoch {};
     GmTime(epoch, 0);
-    m_lTimeOffset = -AddClockTime(ToTAI(epoch.tm_year + 1900L, epoch.tm_mon, epoch.tm_mday), epoch.tm_sec,
-                                  epoch.tm_hour, epoch.tm_min);
+    m_lTimeOffset = -AddClockTime(
+        ToTAI(epoch.tm_year + 1900L, epoch.tm_mon, epoch.tm_mday), epoch.tm_sec, epoch.tm_hour, epoch.tm_min);
 }
 
 CFTPListParser::~CFTPListParser() = default;
@@ -236,7 +242,18 @@ bool CFTPListParser::ParseUNIXStyle(CFTPFileStatus &ftpFileStatus, const char *p
         break;
     }
 
-    enum { Permissions, LinkCount, Owner, Group, Size, Month, Day, YearOrTime } state = Permissions;
+    enum
+    {
+        Permissions,
+        LinkCount,
+        Owner,
+        Group,
+        Size,
+        Month,
+        Day,
+        YearOrTime
+    } state
+        = Permissions;
     long lMonth = 0;
     long lDay = 0;
     long lValue = 0;
@@ -296,40 +313,53 @@ bool CFTPListParser::ParseUNIXStyle(CFTPFileStatus &ftpFileStatus, const char *p
                 return false;
             state = YearOrTime;
             break;
-        case YearOrTime: {
-            long lHour = 0;
-            long lMinute = 0;
-            if ((iLength == 4 && pField[1] == ':') || (iLength == 5 && pField[2] == ':')) {
-                const int iHourLength = iLength - 3;
-                if (!GetLong(pField, iHourLength, lHour) || !GetLong(pField + iHourLength + 1, 2, lMinute))
-                    return false;
-                ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalMinute;
-                ftpFileStatus.m_lModificationTime = AddClockTime(GuessTAI(lMonth, lDay), m_lTimeOffset, lHour, lMinute);
-            } else if (iLength >= 4) {
-                // A year that is no number leaves the time unknown rather than losing the entry.
-                if (GetLong(pField, iLength, lValue)) {
-                    ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalDay;
-                    ftpFileStatus.m_lModificationTime = AddClockTime(ToTAI(lValue, lMonth, lDay), m_lTimeOffset, 0, 0);
-                }
-            } else {
-                return false;
-            }
-
-            if (cursor.AtEnd())
-                return false;
-            const char *pName = cursor.Position() + 1;
-            const char *pNameEnd = pEnd;
-            if (*pBegin == 'l') {
-                static const char arrow[] = " -> ";
-                pNameEnd = std::search(pName, pEnd, arrow, arrow + 4);
-            }
-            if (pName == pNameEnd)
-                return false;
-            ftpFileStatus.m_strName.assign(pName, pNameEnd);
-            return true;
-        }
+        case YearOrTime:
+            return SetUNIXTime(ftpFileStatus, pField, iLength, lMonth, lDay)
+                && SetUNIXName(ftpFileStatus, cursor.Position(), pEnd, *pBegin == 'l');
         }
     }
+}
+
+bool CFTPListParser::SetUNIXTime(
+    CFTPFileStatus &ftpFileStatus, const char *pField, int iLength, long lMonth, long lDay)
+{
+    long lHour = 0;
+    long lMinute = 0;
+    long lYear = 0;
+    // Recent entries show H:MM or HH:MM and no year; older ones the year.
+    if ((iLength == 4 && pField[1] == ':') || (iLength == 5 && pField[2] == ':')) {
+        const int iHourLength = iLength - 3;
+        if (!GetLong(pField, iHourLength, lHour) || !GetLong(pField + iHourLength + 1, 2, lMinute))
+            return false;
+        ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalMinute;
+        ftpFileStatus.m_lModificationTime
+            = AddClockTime(GuessTAI(lMonth, lDay), m_lTimeOffset, lHour, lMinute);
+    } else if (iLength < 4) {
+        return false;
+    } else if (GetLong(pField, iLength, lYear)) {
+        // A year that is no number leaves the time unknown rather than losing the entry.
+        ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalDay;
+        ftpFileStatus.m_lModificationTime = AddClockTime(ToTAI(lYear, lMonth, lDay), m_lTimeOffset, 0, 0);
+    }
+    return true;
+}
+
+bool CFTPListParser::SetUNIXName(
+    CFTPFileStatus &ftpFileStatus, const char *pAfterTime, const char *pEnd, bool fLink)
+{
+    // Exactly one blank separates the name, which may itself begin with blanks.
+    if (pAfterTime == pEnd)
+        return false;
+    const char *pName = pAfterTime + 1;
+    const char *pNameEnd = pEnd;
+    if (fLink) {
+        static const char arrow[] = " -> ";
+        pNameEnd = std::search(pName, pEnd, arrow, arrow + 4);
+    }
+    if (pName == pNameEnd)
+        return false;
+    ftpFileStatus.m_strName.assign(pName, pNameEnd);
+    return true;
 }
 
 bool CFTPListParser::ParseMultiNet(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd) const
@@ -366,8 +396,8 @@ bool CFTPListParser::ParseMultiNet(CFTPFileStatus &ftpFileStatus, const char *pB
         return false;
 
     ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalMinute;
-    ftpFileStatus.m_lModificationTime =
-        AddClockTime(ToTAI(WidenYear(lYear), iMonth, lDay), m_lTimeOffset, lHour, lMinute);
+    ftpFileStatus.m_lModificationTime
+        = AddClockTime(ToTAI(WidenYear(lYear), iMonth, lDay), m_lTimeOffset, lHour, lMinute);
     return true;
 }
 
@@ -414,8 +444,8 @@ bool CFTPListParser::ParseMSDOS(CFTPFileStatus &ftpFileStatus, const char *pBegi
     ftpFileStatus.m_strName.assign(cursor.Position(), pEnd);
 
     ftpFileStatus.m_iModificationTimeType = CFTPFileStatus::mttLocalMinute;
-    ftpFileStatus.m_lModificationTime =
-        AddClockTime(ToTAI(WidenYear(lYear), lMonth - 1, lDay), m_lTimeOffset, lHour, lMinute);
+    ftpFileStatus.m_lModificationTime
+        = AddClockTime(ToTAI(WidenYear(lYear), lMonth - 1, lDay), m_lTimeOffset, lHour, lMinute);
     return true;
 }
 
@@ -451,7 +481,7 @@ long CFTPListParser::GuessTAI(long lMonth, long lMDay)
 long CFTPListParser::GetYear()
 {
     if (m_lCurrentYear == -1) {
-        tm now{};
+        tm now {};
         GmTime(now, static_cast<long>(std::time(nullptr)));
         m_lCurrentYear = now.tm_year + 1900L;
     }
@@ -463,7 +493,7 @@ int CFTPListParser::GetMonth(const char *pBuffer, int iLength)
     if (iLength != 3)
         return -1;
     static const auto monthKeys = [] {
-        std::array<unsigned, 12> keys{};
+        std::array<unsigned, 12> keys {};
         for (int iMonth = 0; iMonth < 12; ++iMonth)
             keys[iMonth] = MonthKey(monthNames[iMonth]);
         return keys;
@@ -489,7 +519,8 @@ bool CFTPListParser::GetLong(const char *pLong, int iLength, long &lResult)
             return false;
         if (i < iSafeDigits)
             lValue = lValue * 10 + lDigit;
-        else if (__builtin_mul_overflow(lValue, 10L, &lValue) || __builtin_add_overflow(lValue, lDigit, &lValue))
+        else if (__builtin_mul_overflow(lValue, 10L, &lValue)
+            || __builtin_add_overflow(lValue, lDigit, &lValue))
             return false;
     }
     lResult = lValue;

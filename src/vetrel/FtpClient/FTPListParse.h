@@ -46,6 +46,9 @@ private:
     long GetYear();
     bool ParseEPLF(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd) const;
     bool ParseUNIXStyle(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd);
+    bool SetUNIXTime(CFTPFileStatus &ftpFileStatus, const char *pField, int iLength, long lMonth, long lDay);
+    static bool SetUNIXName(
+        CFTPFileStatus &ftpFileStatus, const char *pAfterTime, const char *pEnd, bool fLink);
     bool ParseMultiNet(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd) const;
     bool ParseMSDOS(CFTPFileStatus &ftpFileStatus, const char *pBegin, const char *pEnd) const;
 
