@@ -158,8 +158,7 @@ class TestBlockingSocket : public QObject
     Q_OBJECT
 
 private slots:
-    void receiveTimeouts();
-    void endOfStream();
+    void receiveTimeoutsAndEndOfStream();
     void signalsDoNotCutWaitsShort();
     void writeLargeBufferInPieces();
     void peerResetDuringWrite();
@@ -173,7 +172,7 @@ private slots:
     void assertions();
 };
 
-void TestBlockingSocket::receiveTimeouts()
+void TestBlockingSocket::receiveTimeoutsAndEndOfStream()
 {
     Peer peer;
     peer.serve([](int) {});
@@ -195,22 +194,11 @@ void TestBlockingSocket::receiveTimeouts()
     // With data already waiting, a time-out of 0 does not throw.
     QCOMPARE(::send(peer.connection(), "abc", 3, 0), ssize_t(3));
     QVERIFY(waitReadable(socket));
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 3);
-}
-
-void TestBlockingSocket::endOfStream()
-{
-    Peer peer;
-    peer.serve([](int connection) { ::send(connection, "bye", 3, 0); });
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    peer.join();
-    QVERIFY(waitReadable(socket));
     QVERIFY(socket.CheckReadability());
-    char buffer[16];
     QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 3);
-    QCOMPARE(std::string(buffer, 3), std::string("bye"));
+    QCOMPARE(std::string(buffer, 3), std::string("abc"));
 
+    // The end of stream reads as 0 bytes, however often, and counts as readable.
     peer.closeConnection();
     QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 0);
     QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 0);
