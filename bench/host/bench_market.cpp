@@ -77,7 +77,8 @@ void BM_WalkMasterIndex(benchmark::State &state)
         TableLocker locker(market.table);
         const IndexList *index = market.table->masterIndex();
         for (auto it = index->begin(); it != index->end(); ++it)
-            sum += market.table->dataPtr(*it, 0)->toInt64() + market.table->dataPtr(*it, market.stock)->toInt32();
+            sum += market.table->dataPtr(*it, 0)->toInt64()
+                + market.table->dataPtr(*it, market.stock)->toInt32();
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));

@@ -15,8 +15,7 @@ public:
     APartList() = default;
     explicit APartList(std::vector<T *> items)
         : m_items(std::move(items))
-    {
-    }
+    { }
 
     // begin() is null for a part that never held anything.
     T *const *begin() const { return m_items.data(); }

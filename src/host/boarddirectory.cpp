@@ -7,8 +7,7 @@
 
 BoardDirectory::BoardDirectory()
     : Directory(QStringLiteral("boards"))
-{
-}
+{ }
 
 BoardDirectory &BoardDirectory::self()
 {

@@ -6,8 +6,7 @@ Core::Core(QObject *parent)
     : QObject(parent)
     , m_database(new Database(this))
     , m_previous(setInstance(this))
-{
-}
+{ }
 
 Core::~Core()
 {

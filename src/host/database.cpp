@@ -4,8 +4,7 @@
 
 Database::Database(QObject *parent)
     : QObject(parent)
-{
-}
+{ }
 
 Table *Database::table(const QString &name) const
 {
@@ -19,7 +18,8 @@ QStringList Database::tableNames() const
     return names;
 }
 
-Table *Database::createTable(const QString &name, const QVector<Table::Column> &columns, const QStringList &key)
+Table *Database::createTable(
+    const QString &name, const QVector<Table::Column> &columns, const QStringList &key)
 {
     if (m_tables.contains(name))
         throw Exception(QStringLiteral("Table \"%1\" exists already").arg(name));

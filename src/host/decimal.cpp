@@ -51,8 +51,7 @@ const decimal decimal::zero;
 
 decimal::decimal(const QString &canonical)
     : decimal(parseOrThrow(canonical, Notation::canonical()))
-{
-}
+{ }
 
 decimal::decimal(qint64 mantissa, int scale)
     : m_mantissa(mantissa)

@@ -57,10 +57,22 @@ private:
     int m_scale = 0;
 };
 
-inline bool operator!=(const decimal &a, const decimal &b) { return !(a == b); }
-inline bool operator>(const decimal &a, const decimal &b) { return b < a; }
-inline bool operator<=(const decimal &a, const decimal &b) { return !(b < a); }
-inline bool operator>=(const decimal &a, const decimal &b) { return !(a < b); }
+inline bool operator!=(const decimal &a, const decimal &b)
+{
+    return !(a == b);
+}
+inline bool operator>(const decimal &a, const decimal &b)
+{
+    return b < a;
+}
+inline bool operator<=(const decimal &a, const decimal &b)
+{
+    return !(b < a);
+}
+inline bool operator>=(const decimal &a, const decimal &b)
+{
+    return !(a < b);
+}
 
 Q_DECLARE_METATYPE(decimal)
 

@@ -28,7 +28,7 @@ Notation Notation::lenient(const QLocale &locale)
 Notation Notation::of(const QLocale &locale)
 {
     return { QString(locale.negativeSign()), QString(locale.positiveSign()), QString(locale.decimalPoint()),
-             locale.zeroDigit() };
+        locale.zeroDigit() };
 }
 
 static int digitValue(QChar c, QChar zero)
@@ -150,8 +150,8 @@ QString toLocale(const Parts &parts, const QLocale &locale)
     if (parts.scale > 0) {
         const QString fraction = digitsOf(parts.magnitude % unit);
         text += locale.decimalPoint();
-        text += localDigits(QString(parts.scale - fraction.size(), QLatin1Char('0')) + fraction,
-                            locale.zeroDigit());
+        text += localDigits(
+            QString(parts.scale - fraction.size(), QLatin1Char('0')) + fraction, locale.zeroDigit());
     }
     if (parts.negative && parts.magnitude != 0)
         text.prepend(locale.negativeSign());
@@ -190,7 +190,8 @@ bool add(const Parts &a, const Parts &b, UWide limit, Parts *sum)
     const int scale = std::max(a.scale, b.scale);
     Parts x = a;
     Parts y = b;
-    if (rescale(&x, scale, alignLimit) != ParseResult::Ok || rescale(&y, scale, alignLimit) != ParseResult::Ok)
+    if (rescale(&x, scale, alignLimit) != ParseResult::Ok
+        || rescale(&y, scale, alignLimit) != ParseResult::Ok)
         return false;
     Wide total = signedOf(x) + signedOf(y);
     int totalScale = scale;

@@ -35,7 +35,13 @@ struct Notation
     static Notation of(const QLocale &locale);
 };
 
-enum class ParseResult { Ok, Syntax, Overflow, Scale };
+enum class ParseResult
+{
+    Ok,
+    Syntax,
+    Overflow,
+    Scale
+};
 
 // At least one digit, at most one point, an optional leading sign; nothing else.
 ParseResult parse(const QString &text, const Notation &notation, UWide limit, int maxScale, Parts *out);

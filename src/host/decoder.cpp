@@ -2,8 +2,7 @@
 
 Decoder::Decoder(QObject *parent)
     : QObject(parent)
-{
-}
+{ }
 
 void Decoder::announceNewSessions()
 {

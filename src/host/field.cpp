@@ -28,7 +28,7 @@ using Value = std::variant<std::monostate, qint64, double, decimal, xdecimal, QS
 // Decimal-style text of a number; for text, the text itself.
 QString exactText(const Value &value)
 {
-    return std::visit(Overloaded{
+    return std::visit(Overloaded {
                           [](std::monostate) { return QStringLiteral("0"); },
                           [](qint64 v) { return QString::number(v); },
                           [](double v) { return QString::number(v, 'f', QLocale::FloatingPointShortest); },
@@ -36,7 +36,7 @@ QString exactText(const Value &value)
                           [](const xdecimal &v) { return v.toString(); },
                           [](const QString &v) { return v; },
                       },
-                      value);
+        value);
 }
 
 QString displayText(const Value &value)
@@ -168,8 +168,7 @@ Value valueOf(const QVariant &variant)
 
 Field::Field(FieldType::Type type)
     : m_type(type)
-{
-}
+{ }
 
 void Field::clear()
 {
@@ -211,17 +210,16 @@ QVariant Field::toVariant() const
 {
     if (!m_present)
         return QVariant();
-    return std::visit(Overloaded{
-                          [](std::monostate) { return QVariant(); },
-                          [this](qint64 v) {
-                              return m_type == FieldType::Int32 ? QVariant(qint32(v)) : QVariant(v);
-                          },
-                          [](double v) { return QVariant(v); },
-                          [](const decimal &v) { return QVariant::fromValue(v); },
-                          [](const xdecimal &v) { return QVariant::fromValue(v); },
-                          [](const QString &v) { return QVariant(v); },
-                      },
-                      m_value);
+    return std::visit(
+        Overloaded {
+            [](std::monostate) { return QVariant(); },
+            [this](qint64 v) { return m_type == FieldType::Int32 ? QVariant(qint32(v)) : QVariant(v); },
+            [](double v) { return QVariant(v); },
+            [](const decimal &v) { return QVariant::fromValue(v); },
+            [](const xdecimal &v) { return QVariant::fromValue(v); },
+            [](const QString &v) { return QVariant(v); },
+        },
+        m_value);
 }
 
 template<typename T>
@@ -279,7 +277,7 @@ int Field::compare(const Field &a, const Field &b)
         return int(a.m_type) - int(b.m_type);
     if (a.m_present != b.m_present)
         return a.m_present ? 1 : -1;
-    return std::visit(Overloaded{
+    return std::visit(Overloaded {
                           [](std::monostate, std::monostate) { return 0; },
                           [](qint64 x, qint64 y) { return (x > y) - (x < y); },
                           [](double x, double y) { return (x > y) - (x < y); },
@@ -289,5 +287,5 @@ int Field::compare(const Field &a, const Field &b)
                           // Cells of one type always hold the same alternative.
                           [](const auto &, const auto &) { return 0; },
                       },
-                      a.m_value, b.m_value);
+        a.m_value, b.m_value);
 }

@@ -10,37 +10,37 @@ namespace FieldConstants
 
 namespace Status
 {
-static const FieldConstValue Open('O');
-static const FieldConstValue Closed('C');
-static const FieldConstValue Suspended('S');
+    static const FieldConstValue Open('O');
+    static const FieldConstValue Closed('C');
+    static const FieldConstValue Suspended('S');
 }
 
 namespace Side
 {
-static const FieldConstValue Buy('B');
-static const FieldConstValue Sell('S');
+    static const FieldConstValue Buy('B');
+    static const FieldConstValue Sell('S');
 }
 
 namespace Anonymity
 {
-static const FieldConstValue Anonymous('A');
-static const FieldConstValue Named('N');
+    static const FieldConstValue Anonymous('A');
+    static const FieldConstValue Named('N');
 }
 
 namespace OptionType
 {
-static const FieldConstValue Call('C');
-static const FieldConstValue Put('P');
+    static const FieldConstValue Call('C');
+    static const FieldConstValue Put('P');
 }
 
 namespace SecurityType
 {
-static const FieldConstValue Share('E');
-static const FieldConstValue Bond('B');
-static const FieldConstValue Future('F');
-static const FieldConstValue Option('O');
-static const FieldConstValue Currency('C');
-static const FieldConstValue Repo('R');
+    static const FieldConstValue Share('E');
+    static const FieldConstValue Bond('B');
+    static const FieldConstValue Future('F');
+    static const FieldConstValue Option('O');
+    static const FieldConstValue Currency('C');
+    static const FieldConstValue Repo('R');
 }
 
 }

@@ -4,8 +4,7 @@
 
 FieldConstValue::FieldConstValue(char code)
     : m_code(QLatin1Char(code))
-{
-}
+{ }
 
 bool FieldConstValue::matches(const Field &field) const
 {

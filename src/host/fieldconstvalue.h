@@ -21,7 +21,10 @@ public:
     // The cell is present and holds exactly this code.
     bool matches(const Field &field) const;
 
-    friend bool operator==(const FieldConstValue &a, const FieldConstValue &b) { return a.m_code == b.m_code; }
+    friend bool operator==(const FieldConstValue &a, const FieldConstValue &b)
+    {
+        return a.m_code == b.m_code;
+    }
     friend bool operator!=(const FieldConstValue &a, const FieldConstValue &b) { return !(a == b); }
 
 private:

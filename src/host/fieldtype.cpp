@@ -2,7 +2,8 @@
 
 #include <QStringList>
 
-static const char *const typeNames[] = { "", "int32", "int64", "double", "decimal", "xdecimal", "string", "time64" };
+static const char *const typeNames[]
+    = { "", "int32", "int64", "double", "decimal", "xdecimal", "string", "time64" };
 
 QString FieldType::name(Type type)
 {

@@ -11,7 +11,8 @@
  */
 struct HOST_EXPORT FieldType
 {
-    enum Type {
+    enum Type
+    {
         None = 0, // a cell that does not exist (unknown column, empty record)
         Int32 = 1,
         Int64 = 2,

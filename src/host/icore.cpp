@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-static std::atomic<ICore *> currentCore{ nullptr };
+static std::atomic<ICore *> currentCore { nullptr };
 
 ICore *ICore::instance()
 {

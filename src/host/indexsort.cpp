@@ -21,8 +21,7 @@ static Table *coreTable(const QString &name)
 IndexSort::IndexSort(const QString &tableName, bool ascending)
     : IndexList(coreTable(tableName))
     , m_ascending(ascending)
-{
-}
+{ }
 
 void IndexSort::build()
 {
@@ -38,7 +37,7 @@ void IndexSort::build()
     }
     try {
         std::stable_sort(records.begin(), records.end(),
-                         [this](const Record *a, const Record *b) { return ordered(*a, *b) < 0; });
+            [this](const Record *a, const Record *b) { return ordered(*a, *b) < 0; });
     } catch (...) {
         for (Record *record : records)
             table()->freeRow(record);

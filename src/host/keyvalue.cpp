@@ -2,8 +2,7 @@
 
 KeyValue::KeyValue(QVector<Field> fields)
     : m_fields(std::move(fields))
-{
-}
+{ }
 
 int KeyValue::compare(const KeyValue &a, const KeyValue &b)
 {

@@ -3,8 +3,7 @@
 LambdaFilterFunc::LambdaFilterFunc(Func func, QObject *parent)
     : QObject(parent)
     , m_func(std::move(func))
-{
-}
+{ }
 
 LambdaFilterFunc::~LambdaFilterFunc() = default;
 

@@ -17,53 +17,36 @@ QVector<Market::TableSchema> Market::schema()
     using T = FieldType;
     return {
         { QStringLiteral("stocks"),
-          { { QStringLiteral("stock_id"), T::Int32 },
-            { QStringLiteral("stock_code"), T::String },
-            { QStringLiteral("name"), T::String } },
-          { QStringLiteral("stock_id") } },
+            { { QStringLiteral("stock_id"), T::Int32 }, { QStringLiteral("stock_code"), T::String },
+                { QStringLiteral("name"), T::String } },
+            { QStringLiteral("stock_id") } },
         { QStringLiteral("boards"),
-          { { QStringLiteral("stock_id"), T::Int32 },
-            { QStringLiteral("board_id"), T::Int32 },
-            { QStringLiteral("board_code"), T::String },
-            { QStringLiteral("name"), T::String },
-            { QStringLiteral("sectype"), T::String },
-            { QStringLiteral("flags"), T::Int64 },
-            { QStringLiteral("position"), T::Int32 },
-            { QStringLiteral("rfs"), T::Int32 } },
-          { QStringLiteral("stock_id"), QStringLiteral("board_id") } },
+            { { QStringLiteral("stock_id"), T::Int32 }, { QStringLiteral("board_id"), T::Int32 },
+                { QStringLiteral("board_code"), T::String }, { QStringLiteral("name"), T::String },
+                { QStringLiteral("sectype"), T::String }, { QStringLiteral("flags"), T::Int64 },
+                { QStringLiteral("position"), T::Int32 }, { QStringLiteral("rfs"), T::Int32 } },
+            { QStringLiteral("stock_id"), QStringLiteral("board_id") } },
         { QStringLiteral("sessions"),
-          { { QStringLiteral("stock_id"), T::Int32 },
-            { QStringLiteral("sess_id"), T::Int32 },
-            { QStringLiteral("status"), T::String },
-            { QStringLiteral("open_time"), T::Time64 },
-            { QStringLiteral("close_time"), T::Time64 } },
-          { QStringLiteral("stock_id"), QStringLiteral("sess_id") } },
+            { { QStringLiteral("stock_id"), T::Int32 }, { QStringLiteral("sess_id"), T::Int32 },
+                { QStringLiteral("status"), T::String }, { QStringLiteral("open_time"), T::Time64 },
+                { QStringLiteral("close_time"), T::Time64 } },
+            { QStringLiteral("stock_id"), QStringLiteral("sess_id") } },
         { QStringLiteral("securities"),
-          { { QStringLiteral("sec_id"), T::Int64 },
-            { QStringLiteral("stock_id"), T::Int32 },
-            { QStringLiteral("board_id"), T::Int32 },
-            { QStringLiteral("sess_id"), T::Int32 },
-            { QStringLiteral("sec_code"), T::String },
-            { QStringLiteral("sec_name"), T::String },
-            { QStringLiteral("base_code"), T::String },
-            { QStringLiteral("sectype"), T::String },
-            { QStringLiteral("lot"), T::Int32 },
-            { QStringLiteral("price_step"), T::Decimal },
-            { QStringLiteral("turnover"), T::XDecimal },
-            { QStringLiteral("yield"), T::Double } },
-          { QStringLiteral("sec_id") } },
+            { { QStringLiteral("sec_id"), T::Int64 }, { QStringLiteral("stock_id"), T::Int32 },
+                { QStringLiteral("board_id"), T::Int32 }, { QStringLiteral("sess_id"), T::Int32 },
+                { QStringLiteral("sec_code"), T::String }, { QStringLiteral("sec_name"), T::String },
+                { QStringLiteral("base_code"), T::String }, { QStringLiteral("sectype"), T::String },
+                { QStringLiteral("lot"), T::Int32 }, { QStringLiteral("price_step"), T::Decimal },
+                { QStringLiteral("turnover"), T::XDecimal }, { QStringLiteral("yield"), T::Double } },
+            { QStringLiteral("sec_id") } },
         { QStringLiteral("kx.dealer"),
-          { { QStringLiteral("dealer_id"), T::Int32 },
-            { QStringLiteral("orv_code"), T::String },
-            { QStringLiteral("name"), T::String },
-            { QStringLiteral("client_code"), T::String } },
-          { QStringLiteral("dealer_id") } },
+            { { QStringLiteral("dealer_id"), T::Int32 }, { QStringLiteral("orv_code"), T::String },
+                { QStringLiteral("name"), T::String }, { QStringLiteral("client_code"), T::String } },
+            { QStringLiteral("dealer_id") } },
         { QStringLiteral("rfs_streams"),
-          { { QStringLiteral("stream_id"), T::Int64 },
-            { QStringLiteral("sec_id"), T::Int64 },
-            { QStringLiteral("sec_code"), T::String },
-            { QStringLiteral("quantity"), T::Decimal } },
-          { QStringLiteral("stream_id") } },
+            { { QStringLiteral("stream_id"), T::Int64 }, { QStringLiteral("sec_id"), T::Int64 },
+                { QStringLiteral("sec_code"), T::String }, { QStringLiteral("quantity"), T::Decimal } },
+            { QStringLiteral("stream_id") } },
     };
 }
 
@@ -84,14 +67,11 @@ const QString formatName = QStringLiteral("vetrel-market/1");
 struct Staged
 {
     Market::TableSchema schema;
-    Table *target = nullptr;      // the database's table, or null for a new one
+    Table *target = nullptr; // the database's table, or null for a new one
     std::unique_ptr<Table> shape; // makes the rows of a new table
     QVector<Record *> rows;
 
-    ~Staged()
-    {
-        qDeleteAll(rows);
-    }
+    ~Staged() { qDeleteAll(rows); }
     const Table *maker() const { return target ? target : shape.get(); }
 };
 
@@ -101,8 +81,7 @@ public:
     Loader(Database *database, const QString &source)
         : m_database(database)
         , m_source(source)
-    {
-    }
+    { }
 
     void load(const QByteArray &json);
 
@@ -200,7 +179,7 @@ void Loader::stage(const QJsonObject &object)
 
 Market::TableSchema Loader::schemaOf(const QJsonObject &object, const QString &name) const
 {
-    Market::TableSchema schema{ name, {}, {} };
+    Market::TableSchema schema { name, {}, {} };
     const Table *existing = m_database->table(name);
     const QJsonValue columns = object.value(QLatin1String("columns"));
     if (columns.isUndefined()) {
@@ -289,17 +268,20 @@ QVariant Loader::valueOf(const QJsonValue &value, const Table::Column &column) c
         if (type == FieldType::Int32 || type == FieldType::Int64 || type == FieldType::Time64) {
             const double d = value.toDouble();
             if (std::fabs(d) > exactIntegers || std::trunc(d) != d)
-                throw Exception(QStringLiteral("%1 is not an exact integer (write large ones as strings)").arg(d));
+                throw Exception(
+                    QStringLiteral("%1 is not an exact integer (write large ones as strings)").arg(d));
             return qint64(d);
         }
-        throw Exception(QStringLiteral("a number where %1 is expected (write decimals as strings)").arg(expected()));
+        throw Exception(
+            QStringLiteral("a number where %1 is expected (write decimals as strings)").arg(expected()));
     case QJsonValue::String:
         if (type == FieldType::Double || type == FieldType::Int32)
             throw Exception(QStringLiteral("a string where %1 is expected").arg(expected()));
         return value.toString();
     default:
-        throw Exception(QStringLiteral("a %1 where %2 is expected")
-                            .arg(value.isBool() ? QStringLiteral("boolean") : QStringLiteral("structure"), expected()));
+        throw Exception(
+            QStringLiteral("a %1 where %2 is expected")
+                .arg(value.isBool() ? QStringLiteral("boolean") : QStringLiteral("structure"), expected()));
     }
 }
 

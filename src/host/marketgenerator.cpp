@@ -13,8 +13,7 @@ class Writer
 public:
     explicit Writer(unsigned seed)
         : m_random(seed)
-    {
-    }
+    { }
 
     QByteArray take() { return std::move(m_out); }
 

@@ -27,8 +27,8 @@ public:
     {
         if (!(from < to))
             return;
-        auto first = std::lower_bound(m_ranges.begin(), m_ranges.end(), from,
-                                      [](const Range &r, const T &v) { return r.second < v; });
+        auto first = std::lower_bound(
+            m_ranges.begin(), m_ranges.end(), from, [](const Range &r, const T &v) { return r.second < v; });
         auto last = first;
         while (last != m_ranges.end() && !(to < last->first)) {
             from = std::min(from, last->first);
@@ -42,8 +42,8 @@ public:
 
     bool contains(T value) const
     {
-        auto it = std::upper_bound(m_ranges.begin(), m_ranges.end(), value,
-                                   [](const T &v, const Range &r) { return v < r.second; });
+        auto it = std::upper_bound(
+            m_ranges.begin(), m_ranges.end(), value, [](const T &v, const Range &r) { return v < r.second; });
         return it != m_ranges.end() && !(value < it->first);
     }
     bool isEmpty() const { return m_ranges.isEmpty(); }

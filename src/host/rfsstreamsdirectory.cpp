@@ -6,8 +6,7 @@
 
 RFSStreamsDirectory::RFSStreamsDirectory()
     : Directory(QStringLiteral("rfs_streams"))
-{
-}
+{ }
 
 RFSStreamsDirectory &RFSStreamsDirectory::self()
 {
@@ -37,7 +36,7 @@ void RFSStreamsDirectory::rebuild(const Table *table)
     const int quantity = table->columnIndex(QStringLiteral("quantity"));
     for (const Record *row : *table->masterIndex()) {
         m_streams.insert(qulonglong(table->dataPtr(row, id)->toInt64()),
-                         QStringLiteral("%1 * %2").arg(table->dataPtr(row, code)->toString(),
-                                                       table->dataPtr(row, quantity)->toDecimal().toSystemString()));
+            QStringLiteral("%1 * %2").arg(table->dataPtr(row, code)->toString(),
+                table->dataPtr(row, quantity)->toDecimal().toSystemString()));
     }
 }

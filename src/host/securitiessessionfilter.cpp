@@ -8,8 +8,8 @@
 #include "table.h"
 #include "tablelocker.h"
 
-SecuritiesSessionFilter::SecuritiesSessionFilter(Table *table, int column, const QList<int> &keyColumns,
-                                                 int stockId, QObject *parent)
+SecuritiesSessionFilter::SecuritiesSessionFilter(
+    Table *table, int column, const QList<int> &keyColumns, int stockId, QObject *parent)
     : ValueFilter(table, column, keyColumns, parent)
 {
     ICore *core = ICore::instance();

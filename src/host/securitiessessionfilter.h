@@ -15,8 +15,8 @@ class HOST_EXPORT SecuritiesSessionFilter : public ValueFilter
     Q_OBJECT
 
 public:
-    SecuritiesSessionFilter(Table *table, int column, const QList<int> &keyColumns, int stockId,
-                            QObject *parent = nullptr);
+    SecuritiesSessionFilter(
+        Table *table, int column, const QList<int> &keyColumns, int stockId, QObject *parent = nullptr);
 };
 
 #endif

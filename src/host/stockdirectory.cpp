@@ -6,8 +6,7 @@
 
 StockDirectory::StockDirectory()
     : Directory(QStringLiteral("stocks"))
-{
-}
+{ }
 
 StockDirectory &StockDirectory::self()
 {

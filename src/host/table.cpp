@@ -14,7 +14,7 @@ namespace
 
 quint64 nextStamp()
 {
-    static std::atomic<quint64> counter{ 0 };
+    static std::atomic<quint64> counter { 0 };
     return ++counter;
 }
 
@@ -22,8 +22,8 @@ quint64 nextStamp()
 class KeyIndex : public IndexList
 {
 public:
-    using IndexList::IndexList;
     using IndexList::assign;
+    using IndexList::IndexList;
 
     auto compare() const
     {
@@ -51,7 +51,6 @@ public:
         else
             insertAt(p, row);
     }
-
 };
 
 KeyIndex *keyIndex(const std::unique_ptr<IndexList> &index)
@@ -218,7 +217,8 @@ QVector<Record *> Table::sortedByKey(const QVector<Record *> &rows) const
         return rows;
     std::vector<int> order(std::size_t(rows.size()));
     std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return compareKeys(*rows[a], *rows[b]) < 0; });
+    std::stable_sort(
+        order.begin(), order.end(), [&](int a, int b) { return compareKeys(*rows[a], *rows[b]) < 0; });
     QVector<Record *> sorted;
     sorted.reserve(rows.size());
     for (std::size_t i = 0; i < order.size(); ++i) {

@@ -36,7 +36,8 @@ public:
     };
 
     // The key names columns by name; an empty key orders rows by arrival.
-    Table(const QString &name, const QVector<Column> &columns, const QStringList &key, QObject *parent = nullptr);
+    Table(const QString &name, const QVector<Column> &columns, const QStringList &key,
+        QObject *parent = nullptr);
     ~Table() override;
 
     QString name() const { return m_name; }

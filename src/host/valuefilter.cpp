@@ -38,15 +38,15 @@ ValueFilter::ValueFilter(Table *table, int column, const QList<int> &keyColumns,
     , m_table(table)
     , m_column(column)
     , m_keyColumns(keyColumns)
-{
-}
+{ }
 
 ValueFilter::~ValueFilter() = default;
 
 void ValueFilter::addValue(const QVariantList &key)
 {
     if (key.size() != m_keyColumns.size())
-        throw Exception(QStringLiteral("A key of %1 values for %2 key columns").arg(key.size()).arg(m_keyColumns.size()));
+        throw Exception(
+            QStringLiteral("A key of %1 values for %2 key columns").arg(key.size()).arg(m_keyColumns.size()));
     QVector<Field> fields;
     for (int i = 0; i < key.size(); ++i) {
         Field f(m_table->column(m_keyColumns.at(i)).type);
@@ -61,10 +61,10 @@ void ValueFilter::addValue(const QVariantList &key)
 
 bool ValueFilter::accepts(const Record &record) const
 {
-    return Screen{ m_column, m_keyColumns, m_values }(record);
+    return Screen { m_column, m_keyColumns, m_values }(record);
 }
 
 LambdaFilterFunc *ValueFilter::createFilterFunc(QObject *parent) const
 {
-    return new LambdaFilterFunc(Screen{ m_column, m_keyColumns, m_values }, parent);
+    return new LambdaFilterFunc(Screen { m_column, m_keyColumns, m_values }, parent);
 }

@@ -51,10 +51,22 @@ private:
     int m_scale = 0;
 };
 
-inline bool operator!=(const xdecimal &a, const xdecimal &b) { return !(a == b); }
-inline bool operator>(const xdecimal &a, const xdecimal &b) { return b < a; }
-inline bool operator<=(const xdecimal &a, const xdecimal &b) { return !(b < a); }
-inline bool operator>=(const xdecimal &a, const xdecimal &b) { return !(a < b); }
+inline bool operator!=(const xdecimal &a, const xdecimal &b)
+{
+    return !(a == b);
+}
+inline bool operator>(const xdecimal &a, const xdecimal &b)
+{
+    return b < a;
+}
+inline bool operator<=(const xdecimal &a, const xdecimal &b)
+{
+    return !(b < a);
+}
+inline bool operator>=(const xdecimal &a, const xdecimal &b)
+{
+    return !(a < b);
+}
 
 Q_DECLARE_METATYPE(xdecimal)
 

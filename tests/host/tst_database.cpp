@@ -63,8 +63,8 @@ void TestDatabase::cleanup()
 // shuffled order so that inserts land all over the index.
 Table *TestDatabase::numbers(int rows)
 {
-    Table *table = m_core->database()->createTable(
-        QStringLiteral("numbers"), { { QStringLiteral("id"), T::Int32 }, { QStringLiteral("text"), T::String } },
+    Table *table = m_core->database()->createTable(QStringLiteral("numbers"),
+        { { QStringLiteral("id"), T::Int32 }, { QStringLiteral("text"), T::String } },
         { QStringLiteral("id") });
     std::vector<int> ids(std::size_t(rows), 0);
     std::iota(ids.begin(), ids.end(), 0);
@@ -93,16 +93,15 @@ void TestDatabase::fieldReads_data()
     QTest::newRow("int32 from integral text") << int(T::Int32) << QVariant("17") << "17" << 17.0;
     QTest::newRow("int32 from decimal without fraction")
         << int(T::Int32) << QVariant::fromValue(decimal(QStringLiteral("12.00"))) << "12" << 12.0;
-    QTest::newRow("int64 beyond 32 bits") << int(T::Int64) << QVariant(qint64(5000000000)) << "5000000000"
-                                          << 5e9;
+    QTest::newRow("int64 beyond 32 bits")
+        << int(T::Int64) << QVariant(qint64(5000000000)) << "5000000000" << 5e9;
     QTest::newRow("double") << int(T::Double) << QVariant(0.1) << "0.1" << 0.1;
     QTest::newRow("double from text") << int(T::Double) << QVariant("2.5") << "2.5" << 2.5;
     QTest::newRow("decimal keeps scale") << int(T::Decimal) << QVariant("1.50") << "1.50" << 1.5;
     QTest::newRow("decimal from int") << int(T::Decimal) << QVariant(7) << "7" << 7.0;
     QTest::newRow("decimal from double") << int(T::Decimal) << QVariant(0.25) << "0.25" << 0.25;
-    QTest::newRow("xdecimal beyond 64 bits")
-        << int(T::XDecimal) << QVariant("123456789012345678901234.5") << "123456789012345678901234.5"
-        << 123456789012345678901234.5;
+    QTest::newRow("xdecimal beyond 64 bits") << int(T::XDecimal) << QVariant("123456789012345678901234.5")
+                                             << "123456789012345678901234.5" << 123456789012345678901234.5;
     QTest::newRow("string") << int(T::String) << QVariant("ARVENTA") << "ARVENTA" << -1.0;
     QTest::newRow("string from decimal")
         << int(T::String) << QVariant::fromValue(decimal(QStringLiteral("-0.10"))) << "-0.10" << -0.1;
@@ -119,7 +118,7 @@ void TestDatabase::fieldReads()
     QFETCH(QString, text);
     QFETCH(double, number);
 
-    Field field{ T::Type(type) };
+    Field field { T::Type(type) };
     field = input;
     QVERIFY(field.isPresent());
     QCOMPARE(field.type(), T::Type(type));
@@ -127,7 +126,7 @@ void TestDatabase::fieldReads()
     if (number != -1.0)
         QCOMPARE(field.toDouble(), number);
     // The stored value survives a round trip through a variant.
-    Field copy{ T::Type(type) };
+    Field copy { T::Type(type) };
     copy = field.toVariant();
     QCOMPARE(Field::compare(copy, field), 0);
     QCOMPARE(copy.toString(), text);
@@ -151,7 +150,7 @@ void TestDatabase::fieldRefuses()
 {
     QFETCH(int, type);
     QFETCH(QVariant, input);
-    Field field{ T::Type(type) };
+    Field field { T::Type(type) };
     if (field.type() != T::None)
         field = 3;
     const QString before = field.toString();
@@ -268,7 +267,7 @@ void TestDatabase::removeRanges()
     const int partsBefore = index->partCount();
 
     // One range inside a part, one across several parts (some left empty).
-    const RangeSet<int> ranges{ { 3, 5 }, { 100, rows - 10 } };
+    const RangeSet<int> ranges { { 3, 5 }, { 100, rows - 10 } };
     index->removeRanges(ranges);
     QVector<int> expected;
     for (int i = 0; i < rows; ++i) {
@@ -286,7 +285,7 @@ void TestDatabase::removeRanges()
     table->freeRow(stranger);
     QCOMPARE(walk(index).first(), 1);
 
-    index->removeRanges(RangeSet<int>{ { 0, index->count() } });
+    index->removeRanges(RangeSet<int> { { 0, index->count() } });
     QCOMPARE(index->count(), 0);
     QCOMPARE(index->partCount(), 1);
     QVERIFY(index->begin() == index->end());
@@ -310,7 +309,8 @@ void TestDatabase::tableWrites()
     QVERIFY(table->stamp() != stamp);
     stamp = table->stamp();
 
-    QVERIFY(table->update({ { QStringLiteral("id"), 2 }, { QStringLiteral("text"), QStringLiteral("two") } }));
+    QVERIFY(
+        table->update({ { QStringLiteral("id"), 2 }, { QStringLiteral("text"), QStringLiteral("two") } }));
     QCOMPARE(table->masterIndex()->at(2)->field(1)->toString(), QStringLiteral("two"));
     QVERIFY(!table->update({ { QStringLiteral("id"), 9 }, { QStringLiteral("text"), QStringLiteral("x") } }));
     QVERIFY(table->stamp() != stamp);
@@ -321,8 +321,8 @@ void TestDatabase::tableWrites()
     QCOMPARE(changed.count(), 3);
 
     QVERIFY_EXCEPTION_THROWN(table->insert({ { QStringLiteral("nope"), 1 } }), Exception);
-    QVERIFY_EXCEPTION_THROWN(table->update({ { QStringLiteral("id"), 1 }, { QStringLiteral("id"), 1.5 } }),
-                             Exception);
+    QVERIFY_EXCEPTION_THROWN(
+        table->update({ { QStringLiteral("id"), 1 }, { QStringLiteral("id"), 1.5 } }), Exception);
     QCOMPARE(changed.count(), 3);
 
     QVERIFY_EXCEPTION_THROWN(m_core->database()->createTable(QStringLiteral("numbers"), {}, {}), Exception);
@@ -365,9 +365,10 @@ protected:
 void TestDatabase::indexSort()
 {
     Table *table = numbers(0);
-    const QStringList texts{ "d", "b", "a", "b", "c", "a" };
+    const QStringList texts { "d", "b", "a", "b", "c", "a" };
     for (int id = 0; id < 12; ++id)
-        table->insert({ { QStringLiteral("id"), id }, { QStringLiteral("text"), texts.at(id % texts.size()) } });
+        table->insert(
+            { { QStringLiteral("id"), id }, { QStringLiteral("text"), texts.at(id % texts.size()) } });
 
     EvenByText ascending(QStringLiteral("numbers"), true);
     QCOMPARE(ascending.count(), 0);
@@ -398,7 +399,7 @@ void TestDatabase::lockGuardsConcurrentWriter()
 {
     Table *table = numbers(0);
     constexpr int writes = 20000;
-    std::atomic<bool> done{ false };
+    std::atomic<bool> done { false };
     std::thread writer([&] {
         for (int i = 0; i < writes; ++i) {
             table->insert({ { QStringLiteral("id"), (i * 7919) % writes } });

@@ -96,7 +96,7 @@ void TestDirectories::boardDirectory()
 {
     Table *boards = table("boards");
     boards->insert({ { "stock_id", 1 }, { "board_id", 10 }, { "board_code", "TQBR" }, { "flags", 0x5 },
-                     { "position", 1 } });
+        { "position", 1 } });
     boards->insert({ { "stock_id", 2 }, { "board_id", 10 }, { "board_code", "SPOT" }, { "rfs", 1 } });
     boards->insert({ { "stock_id", 2 }, { "board_id", 11 }, { "board_code", "OTC" }, { "flags", 0x2 } });
 
@@ -131,9 +131,9 @@ void TestDirectories::streamsDirectory()
     Table *streams = table("rfs_streams");
     QSignalSpy changed(RFSStreamsDirectory::i(), &Directory::dataChanged);
     streams->insert({ { "stream_id", qulonglong(7) }, { "sec_id", 100 }, { "sec_code", "USDRUB" },
-                      { "quantity", "1000000" } });
+        { "quantity", "1000000" } });
     streams->insert({ { "stream_id", qulonglong(3) }, { "sec_id", 100 }, { "sec_code", "USDRUB" },
-                      { "quantity", "500.5" } });
+        { "quantity", "500.5" } });
     QCOMPARE(changed.count(), 2);
     const QString nbsp(QChar(0x00a0));
     RFSStreamsDirectory::StreamsMap expected;
@@ -160,7 +160,8 @@ void TestDirectories::sessionFilter()
         int stock;
         QVariant session;
     };
-    const QVector<Row> rows{ { 1, 1, 100 }, { 2, 1, 99 }, { 3, 2, 100 }, { 4, 2, 99 }, { 5, 1, QVariant() } };
+    const QVector<Row> rows { { 1, 1, 100 }, { 2, 1, 99 }, { 3, 2, 100 }, { 4, 2, 99 },
+        { 5, 1, QVariant() } };
     for (const Row &r : rows)
         securities->insert({ { "sec_id", r.id }, { "stock_id", r.stock }, { "sess_id", r.session } });
 
@@ -193,8 +194,8 @@ void TestDirectories::lambdaFilterFunc()
     LambdaFilterFunc empty;
     QVERIFY_EXCEPTION_THROWN(empty.filter(Record()), std::bad_function_call);
     QObject owner;
-    QPointer<LambdaFilterFunc> owned =
-        new LambdaFilterFunc([](const Record &r) { return r.count() == 0; }, &owner);
+    QPointer<LambdaFilterFunc> owned
+        = new LambdaFilterFunc([](const Record &r) { return r.count() == 0; }, &owner);
     QVERIFY(owned->filter(Record()));
     owned->setFunc([](const Record &) { return false; });
     QVERIFY(!owned->filter(Record()));

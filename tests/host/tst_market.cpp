@@ -3,12 +3,12 @@
 #include <host/database.h>
 #include <host/exception.h>
 #include <host/indexlist.h>
+#include <host/lambdafilterfunc.h>
 #include <host/market.h>
 #include <host/marketgenerator.h>
 #include <host/record.h>
 #include <host/rfsstreamsdirectory.h>
 #include <host/securitiessessionfilter.h>
-#include <host/lambdafilterfunc.h>
 #include <host/stockdirectory.h>
 #include <host/tablelocker.h>
 
@@ -58,10 +58,10 @@ void TestMarket::sampleMarket()
     const int arventa = StockDirectory::idByCode(QStringLiteral("ARVENTA"));
     QVERIFY(arventa != 0);
     QVERIFY(StockDirectory::idByCode(QStringLiteral("RFS")) != 0);
-    QVERIFY(BoardDirectory::isRFSBoardById(arventa, BoardDirectory::idByCode(QStringLiteral("ARVENTA"),
-                                                                             QStringLiteral("CETS"))));
-    QVERIFY(!BoardDirectory::isRFSBoardById(arventa, BoardDirectory::idByCode(QStringLiteral("ARVENTA"),
-                                                                              QStringLiteral("SWAP"))));
+    QVERIFY(BoardDirectory::isRFSBoardById(
+        arventa, BoardDirectory::idByCode(QStringLiteral("ARVENTA"), QStringLiteral("CETS"))));
+    QVERIFY(!BoardDirectory::isRFSBoardById(
+        arventa, BoardDirectory::idByCode(QStringLiteral("ARVENTA"), QStringLiteral("SWAP"))));
     // Stock 5 has boards of stock 1's codes but no securities of its own.
     QVERIFY(BoardDirectory::idByCode(QStringLiteral("MOEX-T1"), QStringLiteral("TQBR")) != 0);
     QVERIFY(BoardDirectory::isPositionById(1, 1));
@@ -95,12 +95,14 @@ void TestMarket::loadErrors_data()
     const QByteArray stocks = "{\"name\": \"stocks\", \"rows\": [[1, \"A\", \"a\"], ";
     QTest::newRow("not JSON") << QByteArray("{\"format\": ") << "bad.json: not JSON at offset";
     QTest::newRow("no format") << QByteArray("{\"tables\": []}") << "bad.json: not a market file";
-    QTest::newRow("wrong type") << marketFile(stocks + "[\"2\", \"B\", \"b\"]]}")
-                                << "bad.json: table \"stocks\", row 2: column \"stock_id\": a string where int32";
+    QTest::newRow("wrong type")
+        << marketFile(stocks + "[\"2\", \"B\", \"b\"]]}")
+        << "bad.json: table \"stocks\", row 2: column \"stock_id\": a string where int32";
     QTest::newRow("too few values") << marketFile(stocks + "[2, \"B\"]]}")
                                     << "bad.json: table \"stocks\", row 2: 2 values for 3 columns";
-    QTest::newRow("int32 overflow") << marketFile(stocks + "[5000000000, \"B\", \"b\"]]}")
-                                    << "bad.json: table \"stocks\", row 2: column \"stock_id\": Incorrect type";
+    QTest::newRow("int32 overflow")
+        << marketFile(stocks + "[5000000000, \"B\", \"b\"]]}")
+        << "bad.json: table \"stocks\", row 2: column \"stock_id\": Incorrect type";
     QTest::newRow("repeated key") << marketFile(stocks + "[1, \"B\", \"b\"]]}")
                                   << "bad.json: table \"stocks\": row 2 repeats the key of row 1";
     QTest::newRow("decimal as number")
@@ -109,11 +111,13 @@ void TestMarket::loadErrors_data()
     QTest::newRow("decimal with exponent")
         << marketFile("{\"name\": \"rfs_streams\", \"rows\": [[1, 2, \"X\", \"1e6\"]]}")
         << "bad.json: table \"rfs_streams\", row 1: column \"quantity\": Incorrect type";
-    QTest::newRow("unknown column") << marketFile("{\"name\": \"stocks\", \"rows\": [{\"stock_id\": 1, \"x\": 2}]}")
+    QTest::newRow("unknown column") << marketFile(
+        "{\"name\": \"stocks\", \"rows\": [{\"stock_id\": 1, \"x\": 2}]}")
                                     << "bad.json: table \"stocks\", row 1: no column \"x\"";
     QTest::newRow("unknown table") << marketFile("{\"name\": \"mystery\", \"rows\": []}")
                                    << "bad.json: table \"mystery\": a new table needs its \"columns\"";
-    QTest::newRow("table twice") << marketFile(stocks + "[2, \"B\", \"b\"]]}, {\"name\": \"stocks\", \"rows\": []}")
+    QTest::newRow("table twice") << marketFile(
+        stocks + "[2, \"B\", \"b\"]]}, {\"name\": \"stocks\", \"rows\": []}")
                                  << "bad.json: table \"stocks\": the table appears twice";
 }
 
@@ -134,19 +138,20 @@ void TestMarket::loadErrors()
 void TestMarket::nothingHalfWay()
 {
     Market::loadData(m_core->database(),
-                     marketFile("{\"name\": \"stocks\", \"rows\": [[1, \"OLD\", \"old\"]]}"), QStringLiteral("a"));
+        marketFile("{\"name\": \"stocks\", \"rows\": [[1, \"OLD\", \"old\"]]}"), QStringLiteral("a"));
     QCOMPARE(StockDirectory::codeById(1), QStringLiteral("OLD"));
     // A good first table and a bad second one: neither is written.
-    const QByteArray file = marketFile("{\"name\": \"stocks\", \"rows\": [[1, \"NEW\", \"new\"], [2, \"X\", \"x\"]]},"
-                                       "{\"name\": \"boards\", \"rows\": [[1, 1, \"B\", \"b\", \"E\", 0, 1, \"no\"]]}");
+    const QByteArray file
+        = marketFile("{\"name\": \"stocks\", \"rows\": [[1, \"NEW\", \"new\"], [2, \"X\", \"x\"]]},"
+                     "{\"name\": \"boards\", \"rows\": [[1, 1, \"B\", \"b\", \"E\", 0, 1, \"no\"]]}");
     QVERIFY_EXCEPTION_THROWN(Market::loadData(m_core->database(), file, QStringLiteral("b")), Exception);
     QCOMPARE(count("stocks"), 1);
     QCOMPARE(StockDirectory::codeById(1), QStringLiteral("OLD"));
     QCOMPARE(m_core->database()->table(QStringLiteral("boards")), nullptr);
 
     // A later good load replaces the content of the tables it names.
-    Market::loadData(m_core->database(), marketFile("{\"name\": \"stocks\", \"rows\": [[2, \"TWO\", \"two\"]]}"),
-                     QStringLiteral("c"));
+    Market::loadData(m_core->database(),
+        marketFile("{\"name\": \"stocks\", \"rows\": [[2, \"TWO\", \"two\"]]}"), QStringLiteral("c"));
     QCOMPARE(StockDirectory::codeById(1), QString());
     QCOMPARE(StockDirectory::codeById(2), QStringLiteral("TWO"));
 }
@@ -168,8 +173,9 @@ void TestMarket::newTableAndObjectRows()
     QVERIFY(!prices->dataPtr(prices->masterIndex()->at(0), 1)->isPresent());
 
     // Declared columns must match those of an existing table.
-    const QByteArray other = marketFile("{\"name\": \"prices\", \"columns\": [{\"name\": \"sec_id\", \"type\": "
-                                        "\"int32\"}], \"key\": [\"sec_id\"], \"rows\": []}");
+    const QByteArray other
+        = marketFile("{\"name\": \"prices\", \"columns\": [{\"name\": \"sec_id\", \"type\": "
+                     "\"int32\"}], \"key\": [\"sec_id\"], \"rows\": []}");
     QVERIFY_EXCEPTION_THROWN(Market::loadData(m_core->database(), other, QStringLiteral("q")), Exception);
     QCOMPARE(prices->rowCount(), 2);
 }
