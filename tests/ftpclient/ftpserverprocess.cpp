@@ -1,4 +1,5 @@
 #include "ftpserverprocess.h"
+#include "testfiles.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -45,12 +46,6 @@ bool accepts(unsigned short port)
     const bool connected = ::connect(fd, reinterpret_cast<const sockaddr*>(&addr), sizeof addr) == 0;
     ::close(fd);
     return connected;
-}
-
-bool writeFile(const QString& path, const QByteArray& contents)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
 }
 
 }
@@ -155,7 +150,7 @@ bool FtpServerProcess::startVsftpd()
                                     "pasv_address=127.0.0.1\nxferlog_enable=NO\nuse_localtime=NO\n"
                                     "hide_ids=NO\nmax_per_ip=0\nmax_clients=0\nftp_username=ftp\n";
         const QString configPath = m_dir.path() + QStringLiteral("/vsftpd.conf");
-        if (!writeFile(configPath, config)) {
+        if (!writeTestFile(configPath, config)) {
             m_error = QStringLiteral("cannot write the vsftpd configuration");
             return false;
         }

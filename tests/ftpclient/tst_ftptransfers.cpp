@@ -2,6 +2,7 @@
 // in passive and active mode, with every transfer checked byte for byte.
 
 #include "ftpserverprocess.h"
+#include "testfiles.h"
 
 #include <vetrel/FtpClient/FTPClient.h>
 #include <vetrel/FtpClient/FTPFileStatus.h>
@@ -54,18 +55,6 @@ QByteArray randomBytes(int size)
     QRandomGenerator generator(static_cast<quint32>(size));
     generator.fillRange(reinterpret_cast<quint32*>(bytes.data()), size / 4);
     return bytes;
-}
-
-bool writeFile(const QString& path, const QByteArray& contents)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
 tstring str(const QString& text)
@@ -148,15 +137,15 @@ void TestFtpTransfers::roundTrip()
 
     const QString name = QString("round-%1.bin").arg(passive ? "pasv" : "port");
     const QByteArray contents = randomBytes(3 * 1024 * 1024 + 17);
-    QVERIFY(writeFile(local(name), contents));
+    QVERIFY(writeTestFile(local(name), contents));
     QVERIFY2(client->UploadFile(str(local(name)), str(name), false, Binary, passive), qPrintable(observer.errors.join("; ")));
-    QVERIFY(readFile(ftpServer.localPath("/pub/" + name)) == contents);
+    QVERIFY(readTestFile(ftpServer.localPath("/pub/" + name)) == contents);
     QVERIFY(observer.commands.contains("STOR"));
 
     const QString back = local("back-" + name);
     QVERIFY(client->DownloadFile(str(name), str(back), Binary, passive));
     QCOMPARE(observer.announcedSize, long(contents.size()));
-    QVERIFY(readFile(back) == contents);
+    QVERIFY(readTestFile(back) == contents);
 
     CFTPClient::TStringVector lines;
     QVERIFY2(client->List("/pub", lines, passive), qPrintable(observer.lastReply + observer.errors.join("; ")));
@@ -187,7 +176,7 @@ void TestFtpTransfers::roundTrip()
     const QString renamed = "renamed-" + name;
     QCOMPARE(client->Rename(str(name), str(renamed)), 0);
     QVERIFY(!QFile::exists(ftpServer.localPath("/pub/" + name)));
-    QVERIFY(readFile(ftpServer.localPath("/pub/" + renamed)) == contents);
+    QVERIFY(readTestFile(ftpServer.localPath("/pub/" + renamed)) == contents);
     QCOMPARE(client->Delete(str(renamed)), 0);
     QVERIFY(!QFile::exists(ftpServer.localPath("/pub/" + renamed)));
     QCOMPARE(client->Delete(str(renamed)), 1);
@@ -217,7 +206,7 @@ void TestFtpTransfers::brokenTransfersResume()
     // A download broken off after its first blocks continues from the local file.
     const QString name = QString("resume-%1.bin").arg(passive ? "pasv" : "port");
     const QByteArray contents = randomBytes(4 * 1024 * 1024 + 3);
-    QVERIFY(writeFile(ftpServer.localPath("/pub/" + name), contents));
+    QVERIFY(writeTestFile(ftpServer.localPath("/pub/" + name), contents));
     const QString target = local(name);
     QFile::remove(target);
     observer.onProgress = [&client](long bytes) {
@@ -231,17 +220,17 @@ void TestFtpTransfers::brokenTransfersResume()
     observer.commands.clear();
     QVERIFY2(client->DownloadFile(str(name), str(target), Binary, passive), qPrintable(observer.errors.join("; ")));
     QVERIFY(observer.commands.contains("REST"));
-    QVERIFY(readFile(target) == contents);
+    QVERIFY(readTestFile(target) == contents);
 
     // An upload whose first part reached the server is completed by APPE.
     const QString upName = "up-" + name;
-    QVERIFY(writeFile(ftpServer.localPath("/pub/" + upName), contents.left(1024 * 1024 + 5)));
+    QVERIFY(writeTestFile(ftpServer.localPath("/pub/" + upName), contents.left(1024 * 1024 + 5)));
     // The part must belong to the server's user as if it had stored it (vsftpd runs as "ftp").
     QVERIFY(QFile::setPermissions(ftpServer.localPath("/pub/" + upName), QFile::Permissions(0x6666)));
     observer.commands.clear();
     QVERIFY2(client->UploadFile(str(target), str(upName), false, Binary, passive), qPrintable(observer.errors.join("; ")));
     QVERIFY(observer.commands.contains("APPE"));
-    QVERIFY(readFile(ftpServer.localPath("/pub/" + upName)) == contents);
+    QVERIFY(readTestFile(ftpServer.localPath("/pub/" + upName)) == contents);
 }
 
 void TestFtpTransfers::storeUnique()
@@ -257,7 +246,7 @@ void TestFtpTransfers::storeUnique()
     QCOMPARE(client->MakeDirectory(str(subdir)), 0);
     QCOMPARE(client->ChangeWorkingDirectory(str(subdir)), 0);
     const QByteArray contents = randomBytes(100 * 1024);
-    QVERIFY(writeFile(local("unique.bin"), contents));
+    QVERIFY(writeTestFile(local("unique.bin"), contents));
     for (int i = 0; i < 2; ++i)
         QVERIFY2(client->UploadFile(str(local("unique.bin")), "unique.bin", true, Binary, passive), qPrintable(observer.errors.join("; ")));
     QVERIFY(observer.commands.contains("STOU"));
@@ -265,8 +254,10 @@ void TestFtpTransfers::storeUnique()
     const QDir dir(ftpServer.localPath("/pub/" + subdir));
     const QStringList stored = dir.entryList(QDir::Files);
     QCOMPARE(stored.size(), 2);
-    for (const QString& file : stored)
-        QVERIFY(readFile(dir.filePath(file)) == contents);
+    for (const QString& file : stored) {
+        QVERIFY2(file.startsWith("unique.bin"), qPrintable(file));
+        QVERIFY(readTestFile(dir.filePath(file)) == contents);
+    }
 }
 
 void TestFtpTransfers::abortLargeDownload()
@@ -281,7 +272,7 @@ void TestFtpTransfers::abortLargeDownload()
 
     const QString name = QString("large-%1.bin").arg(passive ? "pasv" : "port");
     const QByteArray contents = randomBytes(64 * 1024 * 1024);
-    QVERIFY(writeFile(ftpServer.localPath("/pub/" + name), contents));
+    QVERIFY(writeTestFile(ftpServer.localPath("/pub/" + name), contents));
     observer.onProgress = [&client](long bytes) {
         if (bytes >= 1024 * 1024)
             QCOMPARE(client->Abort(), 0);
@@ -326,7 +317,7 @@ void TestFtpTransfers::serverToServerCopy()
 
     const QString name = QString("copy-%1.bin").arg(QTest::currentDataTag()).replace(' ', '_').replace(',', '_');
     const QByteArray contents = randomBytes(2 * 1024 * 1024 + 9);
-    QVERIFY(writeFile(sourceServer.localPath("/pub/" + name), contents));
+    QVERIFY(writeTestFile(sourceServer.localPath("/pub/" + name), contents));
 
     TransferObserver sourceObserver, targetObserver;
     auto sourceClient = logOn(sourceServer, sourceObserver);
@@ -336,7 +327,7 @@ void TestFtpTransfers::serverToServerCopy()
                             ? sourceClient->DownloadFile(str(name), *targetClient, str(name), Binary, passive)
                             : targetClient->UploadFile(*sourceClient, str(name), str(name), Binary, passive);
     QVERIFY2(copied, qPrintable(sourceObserver.lastReply + " / " + targetObserver.lastReply));
-    QVERIFY(readFile(targetServer.localPath("/pub/" + name)) == contents);
+    QVERIFY(readTestFile(targetServer.localPath("/pub/" + name)) == contents);
     QCOMPARE(sourceClient->Noop(), 0);
     QCOMPARE(targetClient->Noop(), 0);
 }

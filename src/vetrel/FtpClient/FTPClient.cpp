@@ -992,8 +992,9 @@ bool CFTPClient::UploadFile(ITransferNotification& Observer, const tstring& strR
 
     CCommand cmd = fStoreUnique ? CCommand::cmdSTOU : CCommand::cmdSTOR;
     long lRemoteFileSize = 0;
-    // TYPE goes first: some servers answer SIZE only in binary mode.
-    if (m_fResumeIfPossible && RepresentationType(repType) == 0 && FileSize(strRemoteFile, lRemoteFileSize) == 0
+    // TYPE goes first: some servers answer SIZE only in binary mode. A unique
+    // store never resumes: appending would change a file that is not ours.
+    if (m_fResumeIfPossible && !fStoreUnique && RepresentationType(repType) == 0 && FileSize(strRemoteFile, lRemoteFileSize) == 0
         && lRemoteFileSize > 0 && static_cast<unsigned long>(lRemoteFileSize) <= UINT_MAX) {
         cmd = CCommand::cmdAPPE;
         Observer.SetLocalStreamOffset(static_cast<unsigned int>(lRemoteFileSize));
@@ -1004,9 +1005,9 @@ bool CFTPClient::UploadFile(ITransferNotification& Observer, const tstring& strR
     const tstring strLocalName = Observer.GetLocalStreamName();
     const long lLocalSize = Observer.GetLocalStreamSize();
     Notify(&CNotification::OnPreSendFile, strLocalName, strRemoteFile, lLocalSize);
-    // STOU takes no argument: the server chooses the name.
-    const bool fRet = ExecuteDatachannelCommand(cmd, cmd == CCommand::cmdSTOU ? tstring() : strRemoteFile, repType,
-                                                fPasv, static_cast<unsigned int>(lRemoteFileSize), Observer);
+    // STOU gets the name too: vsftpd and pyftpdlib build the unique name from it.
+    const bool fRet = ExecuteDatachannelCommand(cmd, strRemoteFile, repType, fPasv,
+                                                static_cast<unsigned int>(lRemoteFileSize), Observer);
     Notify(&CNotification::OnPostSendFile, strLocalName, strRemoteFile, lLocalSize);
     return fRet;
 }
