@@ -24,7 +24,11 @@ Table *Directory::table() const
 
 void Directory::refresh() const
 {
-    Table *current = table();
+    // A database never drops a table, so the one found stays while its core
+    // is current; only a missing table is looked for again.
+    const quint64 serial = ICore::serial();
+    Table *current = m_table && serial == m_coreSerial ? m_table.data() : table();
+    m_coreSerial = serial;
     // A stamp of 0 marks an empty cache; a table that went away leaves a
     // null pointer behind but a filled cache, which must go too.
     if (current == m_table && (current ? current->stamp() : 0) == m_stamp)

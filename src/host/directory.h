@@ -54,6 +54,7 @@ private:
     mutable QMutex m_mutex;
     mutable QPointer<Table> m_table;
     mutable quint64 m_stamp = 0;
+    mutable quint64 m_coreSerial = 0;
 };
 
 #endif

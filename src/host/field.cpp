@@ -277,6 +277,11 @@ int Field::compare(const Field &a, const Field &b)
         return int(a.m_type) - int(b.m_type);
     if (a.m_present != b.m_present)
         return a.m_present ? 1 : -1;
+    // Keys and ids are integers: spare them the double dispatch.
+    const qint64 *x = std::get_if<qint64>(&a.m_value);
+    const qint64 *y = std::get_if<qint64>(&b.m_value);
+    if (x && y)
+        return (*x > *y) - (*x < *y);
     return std::visit(Overloaded {
                           [](std::monostate, std::monostate) { return 0; },
                           [](qint64 x, qint64 y) { return (x > y) - (x < y); },

@@ -15,6 +15,9 @@ class HOST_EXPORT ICore
 public:
     // The process-wide core; nullptr while there is none.
     static ICore *instance();
+    // Moves whenever another core becomes the instance (or none does), so
+    // caches of a core's tables know when to look again.
+    static quint64 serial();
 
     virtual ~ICore();
     virtual Database *database() const = 0;

@@ -18,8 +18,11 @@ public:
 
     int count() const { return m_fields.size(); }
     // nullptr beyond the record's cells.
-    Field *field(int column);
-    const Field *field(int column) const;
+    Field *field(int column) { return column >= 0 && column < m_fields.size() ? &m_fields[column] : nullptr; }
+    const Field *field(int column) const
+    {
+        return column >= 0 && column < m_fields.size() ? &m_fields.at(column) : nullptr;
+    }
 
 private:
     friend class Table;

@@ -16,18 +16,28 @@ struct Screen
     QList<int> keyColumns;
     QVector<KeyValue> values;
 
+    // Orders a value against the key of a record, cell by cell, without
+    // building a key per record.
+    int compare(const KeyValue &value, const Record &record) const
+    {
+        static const Field absent;
+        for (int i = 0; i < keyColumns.size(); ++i) {
+            const Field *f = record.field(keyColumns.at(i));
+            const int c = Field::compare(value.fields().at(i), f ? *f : absent);
+            if (c != 0)
+                return c;
+        }
+        return 0;
+    }
+
     bool operator()(const Record &record) const
     {
         const Field *screened = record.field(column);
         if (!screened || !screened->isPresent())
             return false;
-        QVector<Field> key;
-        key.reserve(keyColumns.size());
-        for (int c : keyColumns) {
-            const Field *f = record.field(c);
-            key.append(f ? *f : Field());
-        }
-        return std::binary_search(values.cbegin(), values.cend(), KeyValue(std::move(key)));
+        const auto it = std::lower_bound(values.cbegin(), values.cend(), record,
+            [this](const KeyValue &v, const Record &r) { return compare(v, r) < 0; });
+        return it != values.cend() && compare(*it, record) == 0;
     }
 };
 
