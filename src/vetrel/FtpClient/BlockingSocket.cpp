@@ -73,8 +73,9 @@ namespace
 
     // Waits until the descriptor is ready or the whole seconds have passed, like
     // select(): >0 ready, 0 timed out, -1 failed. A signal does not cut the wait
-    // short. Descriptors at or above FD_SETSIZE cannot go into an fd_set, so
-    // they are waited for with poll.
+    // short, and a negative time-out counts as 0 rather than blocking for ever.
+    // Descriptors at or above FD_SETSIZE cannot go into an fd_set, so they are
+    // waited for with poll.
     int Wait(int fd, WaitFor what, int nSecs)
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::max(nSecs, 0));
