@@ -16,8 +16,10 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <thread>
 
 class TestDirectories : public QObject
 {
@@ -29,6 +31,7 @@ private slots:
 
     void coreInstanceStack();
     void stockDirectory();
+    void lookupsWhileAFeedWrites();
     void boardDirectory();
     void streamsDirectory();
     void sessionFilter();
@@ -90,6 +93,32 @@ void TestDirectories::stockDirectory()
     QCOMPARE(StockDirectory::idByCode(QStringLiteral("ARVENTA")), 0);
     table("stocks")->remove({ { "stock_id", 2 } });
     QCOMPARE(StockDirectory::idByCode(QStringLiteral("ARV")), 0);
+}
+
+void TestDirectories::lookupsWhileAFeedWrites()
+{
+    Table *stocks = table("stocks");
+    constexpr int writes = 3000;
+    std::atomic<bool> done { false };
+    std::thread feed([&] {
+        for (int i = 0; i < writes; ++i)
+            stocks->update({ { "stock_id", 2 }, { "stock_code", i % 2 ? "ODD" : "EVEN" } });
+        done = true;
+    });
+    // Every answer is one state of the table: never a code of another id,
+    // never a half-built cache.
+    bool consistent = true;
+    while (!done && consistent) {
+        const QString code = StockDirectory::codeById(2);
+        consistent = (code == QLatin1String("ODD") || code == QLatin1String("EVEN")
+                         || code == QLatin1String("ARVENTA"))
+            && StockDirectory::codeById(1) == QLatin1String("MOEX")
+            && StockDirectory::idByCode(QStringLiteral("MOEX")) == 1;
+    }
+    feed.join();
+    QVERIFY(consistent);
+    QCOMPARE(StockDirectory::codeById(2), QStringLiteral("ODD"));
+    QCOMPARE(StockDirectory::idByCode(QStringLiteral("ODD")), 2);
 }
 
 void TestDirectories::boardDirectory()
