@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <unistd.h>
 #include <map>
 #include <random>
 #include <string>
@@ -120,6 +121,12 @@ BENCHMARK(ParseListing)->Unit(benchmark::kMillisecond);
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
+    // Colours only on a terminal, so that logs stay readable.
+    RatioReporter()
+        : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_Defaults : OO_None)
+    {
+    }
+
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs)
