@@ -98,6 +98,10 @@ void FtpServerProcess::stop()
 {
     if (m_process.state() == QProcess::NotRunning)
         return;
+    // Both servers end when their input ends; that also happens should the test crash.
+    m_process.closeWriteChannel();
+    if (m_process.waitForFinished(3000))
+        return;
     m_process.terminate();
     if (!m_process.waitForFinished(3000)) {
         m_process.kill();
@@ -154,7 +158,10 @@ bool FtpServerProcess::startVsftpd()
             m_error = QStringLiteral("cannot write the vsftpd configuration");
             return false;
         }
-        m_process.start(QStringLiteral(VETREL_TEST_VSFTPD), {configPath});
+        // A shell stands guard: when its input ends it stops vsftpd by its process id.
+        m_process.start(QStringLiteral("/bin/sh"),
+                        {QStringLiteral("-c"), QStringLiteral("\"$0\" \"$1\" & server=$!; cat >/dev/null; kill $server; wait $server"),
+                         QStringLiteral(VETREL_TEST_VSFTPD), configPath});
         if (!m_process.waitForStarted(StartLimitMs)) {
             m_error = QStringLiteral("vsftpd did not start: ") + m_process.errorString();
             return false;

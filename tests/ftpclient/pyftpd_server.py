@@ -2,14 +2,22 @@
 
 Usage: pyftpd_server.py ROOT USER PASSWORD
 Prints the port the OS chose on the first line of standard output, then
-serves until it is terminated.
+serves until it is terminated or its standard input ends, which happens when
+the test that started it goes away, even by a crash.
 """
 import logging
+import os
 import sys
+import threading
 
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.handlers import FTPHandler
 from pyftpdlib.servers import FTPServer
+
+
+def exit_when_input_ends():
+    sys.stdin.read()
+    os._exit(0)
 
 
 def main():
@@ -22,6 +30,7 @@ def main():
     handler.banner = "vetrel test server ready."
 
     logging.basicConfig(level=logging.ERROR)
+    threading.Thread(target=exit_when_input_ends, daemon=True).start()
     server = FTPServer(("127.0.0.1", 0), handler)
     print(server.address[1], flush=True)
     server.serve_forever()

@@ -147,8 +147,13 @@ public:
     /// Longest multi-line reply kept; a longer one is a failed read.
     static const size_t MaxResponseLength = 1024 * 1024;
 
+    /**
+     * The receive buffer takes one block of a transfer per pass; 256 KiB keeps
+     * the per-block work (observers, target, system calls) small against the
+     * bytes moved, so loopback and LAN transfers run at the network's pace.
+     */
     explicit CFTPClient(std::shared_ptr<nsSocket::IBlockingSocket> apSocket = nsSocket::CreateDefaultBlockingSocketInstance(),
-                        unsigned int uiTimeout = 10, unsigned int uiBufferSize = 64 * 1024,
+                        unsigned int uiTimeout = 10, unsigned int uiBufferSize = 256 * 1024,
                         unsigned int uiResponseWait = 0, const tstring& strRemoteStartDirectory = "/");
     virtual ~CFTPClient();
 
