@@ -25,5 +25,6 @@ Table *Database::createTable(
         throw Exception(QStringLiteral("Table \"%1\" exists already").arg(name));
     auto *table = new Table(name, columns, key, this);
     m_tables.insert(name, table);
+    emit tableCreated(name);
     return table;
 }

@@ -25,6 +25,9 @@ public:
     // Throws Exception when a table of that name exists already.
     Table *createTable(const QString &name, const QVector<Table::Column> &columns, const QStringList &key);
 
+signals:
+    void tableCreated(const QString &name);
+
 private:
     QHash<QString, Table *> m_tables;
 };

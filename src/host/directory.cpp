@@ -26,14 +26,20 @@ void Directory::refresh() const
 {
     // A database never drops a table, so the one found stays while its core
     // is current; only a missing table is looked for again.
+    auto *self = const_cast<Directory *>(this);
     const quint64 serial = ICore::serial();
     Table *current = m_table && serial == m_coreSerial ? m_table.data() : table();
-    m_coreSerial = serial;
+    if (serial != m_coreSerial) {
+        if (ICore *core = ICore::instance()) {
+            connect(core->database(), &Database::tableCreated, self, &Directory::tableCreated,
+                Qt::UniqueConnection);
+        }
+        m_coreSerial = serial;
+    }
     // A stamp of 0 marks an empty cache; a table that went away leaves a
     // null pointer behind but a filled cache, which must go too.
     if (current == m_table && (current ? current->stamp() : 0) == m_stamp)
         return;
-    auto *self = const_cast<Directory *>(this);
     if (current != m_table) {
         if (m_table)
             disconnect(m_table, nullptr, self, nullptr);
@@ -51,4 +57,12 @@ void Directory::refresh() const
     m_stamp = 0; // a rebuild that throws leaves the cache marked stale
     self->rebuild(current);
     m_stamp = stamp;
+}
+
+void Directory::tableCreated(const QString &name)
+{
+    if (name != m_tableName)
+        return;
+    sync();
+    emit dataChanged();
 }

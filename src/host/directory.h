@@ -49,6 +49,8 @@ protected:
 
 private:
     void refresh() const;
+    // Attaches to the table when it appears after the directory looked for it.
+    void tableCreated(const QString &name);
 
     QString m_tableName;
     mutable QMutex m_mutex;

@@ -174,6 +174,18 @@ void TestDirectories::streamsDirectory()
     streams->remove({ { "stream_id", 3 } });
     QCOMPARE(changed.count(), 3);
     QCOMPARE(RFSStreamsDirectory::getStreamsMap().keys(), QList<qulonglong>({ 7 }));
+
+    // A table that appears after the directory looked for it is followed too.
+    Core later;
+    QVERIFY(RFSStreamsDirectory::getStreamsMap().isEmpty());
+    changed.clear();
+    Market::createTables(later.database());
+    QVERIFY(changed.count() >= 1);
+    changed.clear();
+    later.database()
+        ->table(QStringLiteral("rfs_streams"))
+        ->insert({ { "stream_id", 1 }, { "quantity", "1" } });
+    QCOMPARE(changed.count(), 1);
 }
 
 void TestDirectories::sessionFilter()
