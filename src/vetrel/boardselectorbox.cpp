@@ -1,0 +1,120 @@
+#include "boardselectorbox.h"
+
+#include "boardselectorfilteredmodel.h"
+#include "boardselectormodel.h"
+#include "comboboxvalidator.h"
+#include "selectordata_p.h"
+
+#include <host/stockdirectory.h>
+
+#include <QLineEdit>
+
+static const SelectorData::FieldConstantSet fieldConstants;
+
+BoardSelectorBox::BoardSelectorBox(QWidget *parent)
+    : ComboBox(parent)
+    , m_filtered(nullptr)
+{
+    lineEdit()->setPlaceholderText(tr("Режим торгов"));
+    setCurrentIndex(-1);
+    setInsertPolicy(NoInsert);
+
+    m_filtered = new BoardSelectorFilteredModel(this);
+    m_filtered->setStockCode(m_stockCode);
+    ComboBox::setModel(m_filtered);
+    lineEdit()->setValidator(comboBoxValidator());
+    setSourceModel(new BoardSelectorModel(this));
+
+    setEditText(QString());
+    connect(this, &QComboBox::editTextChanged, this, &BoardSelectorBox::edit_changed);
+    connect(this, QOverload<int>::of(&QComboBox::activated), this, &BoardSelectorBox::item_activated);
+}
+
+int BoardSelectorBox::getStockId() const
+{
+    return StockDirectory::idByCode(m_stockCode);
+}
+
+QString BoardSelectorBox::getStockCode() const
+{
+    return m_stockCode;
+}
+
+int BoardSelectorBox::getBoardId() const
+{
+    return SelectorData::dataForText(*this, currentText(), BoardSelectorModel::BoardIdRole).toInt();
+}
+
+QString BoardSelectorBox::getBoard() const
+{
+    return currentText();
+}
+
+QString BoardSelectorBox::getBoardCode() const
+{
+    return SelectorData::dataForText(*this, currentText(), BoardSelectorModel::BoardCodeRole).toString();
+}
+
+void BoardSelectorBox::setStockId(int stockId)
+{
+    setStockCode(StockDirectory::codeById(stockId));
+}
+
+void BoardSelectorBox::setStockCode(const QString &stockCode)
+{
+    if (stockCode == m_stockCode)
+        return;
+    m_stockCode = stockCode;
+    m_filtered->setStockCode(stockCode);
+    setCurrentIndex(-1);
+}
+
+void BoardSelectorBox::setBoardId(int boardId)
+{
+    SelectorData::selectItem(*this, boardId, BoardSelectorModel::BoardIdRole);
+}
+
+void BoardSelectorBox::setBoardCode(const QString &boardCode)
+{
+    SelectorData::selectItem(*this, boardCode, BoardSelectorModel::BoardCodeRole);
+}
+
+void BoardSelectorBox::setSourceModel(BoardSelectorModel *model)
+{
+    SelectorData::replaceSource(*m_filtered, model, this);
+}
+
+BoardSelectorModel *BoardSelectorBox::sourceModel() const
+{
+    return qobject_cast<BoardSelectorModel *>(m_filtered->sourceModel());
+}
+
+void BoardSelectorBox::setBoardFlagsOnFilter(qlonglong mask)
+{
+    m_filtered->setBoardFlagsOnFilter(mask);
+}
+
+void BoardSelectorBox::setBoardFlagsOffFilter(qlonglong mask)
+{
+    m_filtered->setBoardFlagsOffFilter(mask);
+}
+
+void BoardSelectorBox::item_activated(int index)
+{
+    emit boardIdChanged(itemData(index, BoardSelectorModel::BoardIdRole).toInt());
+    emit boardCodeChanged(itemData(index, BoardSelectorModel::BoardCodeRole).toString());
+}
+
+void BoardSelectorBox::edit_changed(const QString &text)
+{
+    const int found = SelectorData::findText(*this, text);
+    if (found >= 0) {
+        item_activated(found);
+    } else {
+        emit boardIdChanged(0);
+        emit boardCodeChanged(QString());
+        if (text.isEmpty())
+            setCurrentIndex(-1);
+    }
+    emit boardChanged(text);
+}

@@ -1,0 +1,96 @@
+#include "stockselectorbox.h"
+
+#include "comboboxvalidator.h"
+#include "selectordata_p.h"
+#include "stockselectormodel.h"
+
+#include <QLineEdit>
+#include <QRegularExpression>
+#include <QSortFilterProxyModel>
+
+static const SelectorData::FieldConstantSet fieldConstants;
+
+StockSelectorBox::StockSelectorBox(QWidget *parent)
+    : ComboBox(parent)
+    , m_proxy(nullptr)
+{
+    lineEdit()->setPlaceholderText(tr("Площадка"));
+    setCurrentIndex(-1);
+    setInsertPolicy(NoInsert);
+
+    m_proxy = new QSortFilterProxyModel(this);
+    ComboBox::setModel(m_proxy);
+    lineEdit()->setValidator(comboBoxValidator());
+    setSourceModel(new StockSelectorModel(this));
+
+    setEditText(QString());
+    connect(this, &QComboBox::editTextChanged, this, &StockSelectorBox::edit_changed);
+    connect(this, QOverload<int>::of(&QComboBox::activated), this, &StockSelectorBox::item_activated);
+}
+
+int StockSelectorBox::getStockId() const
+{
+    return SelectorData::dataForText(*this, currentText(), StockSelectorModel::StockIdRole).toInt();
+}
+
+QString StockSelectorBox::getStock() const
+{
+    return currentText();
+}
+
+QString StockSelectorBox::getStockCode() const
+{
+    return SelectorData::dataForText(*this, currentText(), StockSelectorModel::StockCodeRole).toString();
+}
+
+void StockSelectorBox::setSourceModel(StockSelectorModel *model)
+{
+    SelectorData::replaceSource(*m_proxy, model, this);
+    m_proxy->sort(0, Qt::AscendingOrder);
+}
+
+StockSelectorModel *StockSelectorBox::sourceModel() const
+{
+    return qobject_cast<StockSelectorModel *>(m_proxy->sourceModel());
+}
+
+void StockSelectorBox::setStockIdFilter(const QStringList &ids)
+{
+    m_proxy->setFilterRole(StockSelectorModel::StockIdRole);
+    m_proxy->setSortRole(StockSelectorModel::StockIdRole);
+    QStringList alternatives;
+    alternatives.reserve(ids.size());
+    for (const QString &id : ids)
+        alternatives.append(QLatin1Char('(') + id + QLatin1Char(')'));
+    m_proxy->setFilterRegularExpression(QRegularExpression(alternatives.join(QLatin1Char('|'))));
+}
+
+void StockSelectorBox::setStockId(int stockId)
+{
+    SelectorData::selectItem(*this, stockId, StockSelectorModel::StockIdRole);
+}
+
+void StockSelectorBox::setStockCode(const QString &stockCode)
+{
+    SelectorData::selectItem(*this, stockCode, StockSelectorModel::StockCodeRole);
+}
+
+void StockSelectorBox::item_activated(int index)
+{
+    emit stockIdChanged(itemData(index, StockSelectorModel::StockIdRole).toInt());
+    emit stockCodeChanged(itemData(index, StockSelectorModel::StockCodeRole).toString());
+}
+
+void StockSelectorBox::edit_changed(const QString &text)
+{
+    const int found = SelectorData::findText(*this, text);
+    if (found >= 0) {
+        item_activated(found);
+    } else {
+        emit stockIdChanged(0);
+        emit stockCodeChanged(QString());
+        if (text.isEmpty())
+            setCurrentIndex(-1);
+    }
+    emit stockChanged(text);
+}
