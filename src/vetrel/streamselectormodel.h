@@ -1,0 +1,31 @@
+#ifndef VETREL_STREAMSELECTORMODEL_H
+#define VETREL_STREAMSELECTORMODEL_H
+
+#include <QStandardItemModel>
+
+#include <vetrel/vetrel_export.h>
+
+/**
+ * The price streams that RFSStreamsDirectory offers, one item per stream:
+ * its text for display, the stream id and the security id as user roles.
+ * Refills itself, once control returns to the event loop, whenever the
+ * directory's table changes.
+ */
+class VETREL_EXPORT StreamSelectorModel : public QStandardItemModel
+{
+    Q_OBJECT
+
+public:
+    enum ItemDataRole
+    {
+        StreamIdRole = Qt::UserRole + 1, ///< qulonglong
+        SecurityIdRole, ///< qlonglong
+    };
+
+    explicit StreamSelectorModel(QObject *parent = nullptr);
+
+public slots:
+    void populate();
+};
+
+#endif
