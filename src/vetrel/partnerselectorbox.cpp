@@ -1,9 +1,9 @@
 #include "partnerselectorbox.h"
 
 #include "partnerselectorbox_p.h"
+#include "selectordata_p.h"
 
 #include <host/field.h>
-#include <host/fieldconstants.h>
 #include <host/indexsort.h>
 #include <host/record.h>
 #include <host/table.h>
@@ -13,6 +13,8 @@
 #include <QStandardItemModel>
 
 #include <cmath>
+
+static const SelectorData::FieldConstantSet fieldConstants;
 
 namespace
 {

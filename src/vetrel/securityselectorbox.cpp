@@ -67,6 +67,11 @@ void SecuritySelectorBox::setSourceModel(SecuritySelectorModel *model)
     model->setParent(this);
     model->populate();
     m_filteredModel->setSourceModel(model);
+    // After the proxy's own handlers, so that the combo box has taken in the
+    // new rows when the choice is put back.
+    connect(
+        model, &QAbstractItemModel::modelAboutToBeReset, this, &SecuritySelectorBox::sourceAboutToBeReset);
+    connect(model, &QAbstractItemModel::modelReset, this, &SecuritySelectorBox::sourceReset);
 }
 
 void SecuritySelectorBox::setStockId(int stockId)
@@ -136,6 +141,24 @@ void SecuritySelectorBox::item_activated(int row)
     emit securityIdChanged(securityId);
     emit securityChanged(m_securityCode);
     emit securityNameChanged(itemText(row));
+}
+
+void SecuritySelectorBox::sourceAboutToBeReset()
+{
+    m_textBeforeReset = currentText();
+    m_namedBeforeReset = shownRow() >= 0;
+    m_blockedBeforeReset = blockSignals(true);
+}
+
+void SecuritySelectorBox::sourceReset()
+{
+    const int row = SelectorData::findText(*this, m_textBeforeReset);
+    setCurrentIndex(row);
+    setEditText(m_textBeforeReset);
+    blockSignals(m_blockedBeforeReset);
+    // A security that left the list is no longer chosen, and the form hears it.
+    if (m_namedBeforeReset && row < 0)
+        edit_changed(m_textBeforeReset);
 }
 
 int SecuritySelectorBox::shownRow() const

@@ -61,6 +61,8 @@ signals:
 private slots:
     void edit_changed(const QString &text);
     void item_activated(int row);
+    void sourceAboutToBeReset();
+    void sourceReset();
 
 private:
     int shownRow() const;
@@ -71,6 +73,11 @@ private:
     int m_stockId = 0;
     QString m_securityCode;
     SecuritySelectorFilteredModel *m_filteredModel;
+    // The line across a refill of the list, so that new sessions do not
+    // change the chosen security behind the user's back.
+    QString m_textBeforeReset;
+    bool m_namedBeforeReset = false;
+    bool m_blockedBeforeReset = false;
 };
 
 #endif

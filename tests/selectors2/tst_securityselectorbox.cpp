@@ -1,7 +1,9 @@
+#include <vetrel/boardselectorbox.h>
 #include <vetrel/properties.h>
 #include <vetrel/securityselectorbox.h>
 #include <vetrel/securityselectorfilteredmodel.h>
 #include <vetrel/securityselectormodel.h>
+#include <vetrel/stockselectorbox.h>
 
 #include <host/core.h>
 #include <host/database.h>
@@ -34,6 +36,7 @@ private slots:
     void setFromTheForm();
     void boundThroughProperties();
     void wrongIdTypeIsReported();
+    void orderFormChain();
 
 private:
     Database *db() const { return m_core->database(); }
@@ -434,6 +437,73 @@ void TestSecuritySelectorBox::wrongIdTypeIsReported()
     QTest::ignoreMessage(QtWarningMsg, "SecuritySelectorModel: Incorrect type conversion.");
     m_decoder->announceNewSessions();
     QCOMPARE(reset.count(), 1);
+}
+
+void TestSecuritySelectorBox::orderFormChain()
+{
+    // An order form: stock, board and security boxes bound by their own names.
+    QWidget form;
+    auto *stock = new StockSelectorBox(&form);
+    auto *board = new BoardSelectorBox(&form);
+    auto *security = new SecuritySelectorBox(&form);
+    auto *layout = new QVBoxLayout(&form);
+    for (QWidget *box : QList<QWidget *> { stock, board, security })
+        layout->addWidget(box);
+    Properties properties;
+    QVERIFY(properties.connectAll(&form));
+    form.show();
+    auto value = [&properties](
+                     const char *name) { return properties.values().value(QLatin1String(name)).toString(); };
+
+    QTest::keyClicks(stock->lineEdit(), QStringLiteral("MOEX"));
+    QCOMPARE(value("StockCode"), QStringLiteral("MOEX"));
+    QCOMPARE(security->getStockCode(), QStringLiteral("MOEX"));
+    QCOMPARE(shown(*board->model()), QStringList({ "TQBR", "TQOB" }));
+    QCOMPARE(security->count(), 4); // no board yet: every security
+
+    QTest::keyClicks(board->lineEdit(), QStringLiteral("TQBR"));
+    QCOMPARE(value("BoardCode"), QStringLiteral("TQBR"));
+    QCOMPARE(security->getBoardId(), 1);
+    QCOMPARE(shown(*security->model()), QStringList({ "Aeroflot", "Sber" }));
+
+    QTest::keyClicks(security->lineEdit(), QStringLiteral("Sber"));
+    QCOMPARE(value("SecurityId"), QStringLiteral("1"));
+    QCOMPARE(value("Security"), QStringLiteral("SBER"));
+    QCOMPARE(value("SecurityName"), QStringLiteral("Sber"));
+
+    // New sessions: the list refills under the same stock and board, and
+    // the chosen security stays chosen.
+    db()->table(QStringLiteral("sessions"))
+        ->update({ { "stock_id", 1 }, { "sess_id", 99 }, { "status", "O" } });
+    m_decoder->announceNewSessions();
+    QCOMPARE(shown(*security->model()), QStringList({ "Aeroflot", "Closed Co", "Sber" }));
+    QCOMPARE(security->currentText(), QStringLiteral("Sber"));
+    QCOMPARE(value("SecurityId"), QStringLiteral("1"));
+    QCOMPARE(value("BoardCode"), QStringLiteral("TQBR"));
+
+    security->lineEdit()->clear();
+    QTest::keyClicks(security->lineEdit(), QStringLiteral("Closed Co"));
+    QCOMPARE(value("SecurityId"), QStringLiteral("4"));
+
+    // Its session closes: it leaves the list, and the form is told.
+    db()->table(QStringLiteral("sessions"))
+        ->update({ { "stock_id", 1 }, { "sess_id", 99 }, { "status", "C" } });
+    m_decoder->announceNewSessions();
+    QCOMPARE(value("SecurityId"), QStringLiteral("0"));
+    QCOMPARE(value("Security"), QString());
+    QCOMPARE(security->currentIndex(), -1);
+
+    // Another stock clears the board and the security; its board narrows again.
+    stock->lineEdit()->clear();
+    QTest::keyClicks(stock->lineEdit(), QStringLiteral("MOEX-T1"));
+    QCOMPARE(value("StockId"), QStringLiteral("5"));
+    QCOMPARE(value("BoardCode"), QString());
+    QCOMPARE(value("SecurityId"), QStringLiteral("0"));
+    QCOMPARE(security->currentText(), QString());
+    QTest::keyClicks(board->lineEdit(), QStringLiteral("TQOB"));
+    QCOMPARE(shown(*security->model()), QStringList({ "OFZ 26238" }));
+    QTest::keyClicks(security->lineEdit(), QStringLiteral("OFZ 26238"));
+    QCOMPARE(value("Security"), QStringLiteral("SU26238"));
 }
 
 QTEST_MAIN(TestSecuritySelectorBox)
