@@ -23,8 +23,15 @@ BoardSelectorBox::BoardSelectorBox(QWidget *parent)
     m_filtered->setStockCode(m_stockCode);
     ComboBox::setModel(m_filtered);
     lineEdit()->setValidator(comboBoxValidator());
+    // A reset of the model (a refill or another model) leaves no choice behind.
+    connect(m_filtered, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_quiet = true; });
+    connect(m_filtered, &QAbstractItemModel::modelReset, this, [this] {
+        m_quiet = false;
+        changeRows(SelectorData::Choice::Clear, [] {});
+    });
     setSourceModel(new BoardSelectorModel(this));
 
+    m_quiet = false;
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &BoardSelectorBox::edit_changed);
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &BoardSelectorBox::item_activated);
@@ -65,8 +72,7 @@ void BoardSelectorBox::setStockCode(const QString &stockCode)
     if (stockCode == m_stockCode)
         return;
     m_stockCode = stockCode;
-    m_filtered->setStockCode(stockCode);
-    setCurrentIndex(-1);
+    changeRows(SelectorData::Choice::Clear, [&] { m_filtered->setStockCode(stockCode); });
 }
 
 void BoardSelectorBox::setBoardId(int boardId)
@@ -91,12 +97,12 @@ BoardSelectorModel *BoardSelectorBox::sourceModel() const
 
 void BoardSelectorBox::setBoardFlagsOnFilter(qlonglong mask)
 {
-    m_filtered->setBoardFlagsOnFilter(mask);
+    changeRows(SelectorData::Choice::Keep, [&] { m_filtered->setBoardFlagsOnFilter(mask); });
 }
 
 void BoardSelectorBox::setBoardFlagsOffFilter(qlonglong mask)
 {
-    m_filtered->setBoardFlagsOffFilter(mask);
+    changeRows(SelectorData::Choice::Keep, [&] { m_filtered->setBoardFlagsOffFilter(mask); });
 }
 
 void BoardSelectorBox::item_activated(int index)
@@ -107,6 +113,8 @@ void BoardSelectorBox::item_activated(int index)
 
 void BoardSelectorBox::edit_changed(const QString &text)
 {
+    if (m_quiet)
+        return;
     const int found = SelectorData::findText(*this, text);
     if (found >= 0) {
         item_activated(found);
@@ -117,4 +125,10 @@ void BoardSelectorBox::edit_changed(const QString &text)
             setCurrentIndex(-1);
     }
     emit boardChanged(text);
+}
+
+template<typename Change>
+void BoardSelectorBox::changeRows(SelectorData::Choice choice, Change change)
+{
+    SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
 }

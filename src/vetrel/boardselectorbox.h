@@ -5,6 +5,11 @@
 
 #include <vetrel/vetrel_export.h>
 
+namespace SelectorData
+{
+enum class Choice;
+}
+
 class BoardSelectorFilteredModel;
 class BoardSelectorModel;
 
@@ -55,6 +60,10 @@ private slots:
     void item_activated(int index);
 
 private:
+    template<typename Change>
+    void changeRows(SelectorData::Choice choice, Change change);
+
+    bool m_quiet = true; // edit notices held back while the rows change
     QString m_stockCode;
     BoardSelectorFilteredModel *m_filtered;
 };

@@ -203,6 +203,30 @@ void replaceSource(QSortFilterProxyModel &proxy, Model *model, QObject *owner)
     proxy.setSourceModel(model);
 }
 
+/// What becomes of the box's choice when its rows change.
+enum class Choice { Clear, Keep };
+
+/**
+ * Keeps a selector box's rows and choice in step with its model. QComboBox
+ * picks a row by itself when its model resets or when rows come and go under
+ * the current one; a selector box must not report a choice the user never
+ * made. While `change` runs the box's edit notices are held back (`quiet`);
+ * then the box keeps the item it showed, if it is still listed and `choice`
+ * allows, or selects nothing, and the outcome is announced once.
+ */
+template<typename Change, typename Announce>
+void changeRows(QComboBox &box, bool &quiet, Choice choice, Change change, Announce announce)
+{
+    const QString shown = box.currentIndex() >= 0 ? box.currentText() : QString();
+    const bool wasQuiet = quiet;
+    quiet = true;
+    change();
+    box.setCurrentIndex(choice == Choice::Keep && !shown.isEmpty() ? findText(box, shown) : -1);
+    quiet = wasQuiet;
+    if (!quiet)
+        announce(box.currentText());
+}
+
 /// Registers the key-list types under the names the signals use.
 void registerKeyTypes();
 

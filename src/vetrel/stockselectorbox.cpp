@@ -21,8 +21,15 @@ StockSelectorBox::StockSelectorBox(QWidget *parent)
     m_proxy = new QSortFilterProxyModel(this);
     ComboBox::setModel(m_proxy);
     lineEdit()->setValidator(comboBoxValidator());
+    // A reset of the model (a refill or another model) leaves no choice behind.
+    connect(m_proxy, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_quiet = true; });
+    connect(m_proxy, &QAbstractItemModel::modelReset, this, [this] {
+        m_quiet = false;
+        changeRows(SelectorData::Choice::Clear, [] {});
+    });
     setSourceModel(new StockSelectorModel(this));
 
+    m_quiet = false;
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &StockSelectorBox::edit_changed);
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &StockSelectorBox::item_activated);
@@ -62,7 +69,8 @@ void StockSelectorBox::setStockIdFilter(const QStringList &ids)
     alternatives.reserve(ids.size());
     for (const QString &id : ids)
         alternatives.append(QLatin1Char('(') + id + QLatin1Char(')'));
-    m_proxy->setFilterRegularExpression(QRegularExpression(alternatives.join(QLatin1Char('|'))));
+    const QRegularExpression pattern(alternatives.join(QLatin1Char('|')));
+    changeRows(SelectorData::Choice::Keep, [&] { m_proxy->setFilterRegularExpression(pattern); });
 }
 
 void StockSelectorBox::setStockId(int stockId)
@@ -83,6 +91,8 @@ void StockSelectorBox::item_activated(int index)
 
 void StockSelectorBox::edit_changed(const QString &text)
 {
+    if (m_quiet)
+        return;
     const int found = SelectorData::findText(*this, text);
     if (found >= 0) {
         item_activated(found);
@@ -93,4 +103,10 @@ void StockSelectorBox::edit_changed(const QString &text)
             setCurrentIndex(-1);
     }
     emit stockChanged(text);
+}
+
+template<typename Change>
+void StockSelectorBox::changeRows(SelectorData::Choice choice, Change change)
+{
+    SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
 }

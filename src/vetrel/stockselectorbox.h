@@ -5,6 +5,11 @@
 
 #include <vetrel/vetrel_export.h>
 
+namespace SelectorData
+{
+enum class Choice;
+}
+
 class QSortFilterProxyModel;
 class StockSelectorModel;
 
@@ -50,6 +55,10 @@ private slots:
     void item_activated(int index);
 
 private:
+    template<typename Change>
+    void changeRows(SelectorData::Choice choice, Change change);
+
+    bool m_quiet = true; // edit notices held back while the rows change
     QSortFilterProxyModel *m_proxy;
 };
 
