@@ -17,6 +17,15 @@ SecuritySelectorBox::SecuritySelectorBox(QWidget *parent)
 {
     lineEdit()->setPlaceholderText(tr("Инструмент"));
     m_filteredModel->setStockBoard(m_stockCode, m_boardCode);
+    // Before the combo box connects, so that its own handlers already look
+    // texts up in the new rows.
+    const auto forgetRows = [this] { m_rowsByTextValid = false; };
+    connect(m_filteredModel, &QAbstractItemModel::modelReset, this, forgetRows);
+    connect(m_filteredModel, &QAbstractItemModel::layoutChanged, this, forgetRows);
+    connect(m_filteredModel, &QAbstractItemModel::rowsInserted, this, forgetRows);
+    connect(m_filteredModel, &QAbstractItemModel::rowsRemoved, this, forgetRows);
+    connect(m_filteredModel, &QAbstractItemModel::rowsMoved, this, forgetRows);
+    connect(m_filteredModel, &QAbstractItemModel::dataChanged, this, forgetRows);
     setModel(m_filteredModel);
     setSourceModel(new SecuritySelectorModel(this));
     setEditText(QString());
@@ -120,7 +129,7 @@ void SecuritySelectorBox::setSecurityName(const QString &securityName)
 
 void SecuritySelectorBox::edit_changed(const QString &text)
 {
-    const int row = SelectorData::findText(*this, text);
+    const int row = rowOfText(text);
     if (row >= 0) {
         item_activated(row);
         emit securityNameChanged(text);
@@ -152,7 +161,7 @@ void SecuritySelectorBox::sourceAboutToBeReset()
 
 void SecuritySelectorBox::sourceReset()
 {
-    const int row = SelectorData::findText(*this, m_textBeforeReset);
+    const int row = rowOfText(m_textBeforeReset);
     setCurrentIndex(row);
     setEditText(m_textBeforeReset);
     blockSignals(m_blockedBeforeReset);
@@ -161,9 +170,23 @@ void SecuritySelectorBox::sourceReset()
         edit_changed(m_textBeforeReset);
 }
 
+int SecuritySelectorBox::rowOfText(const QString &text) const
+{
+    if (!m_rowsByTextValid) {
+        const int rows = m_filteredModel->rowCount();
+        m_rowsByText.clear();
+        m_rowsByText.reserve(rows);
+        // From the last row up, so that the first of equal texts wins.
+        for (int row = rows - 1; row >= 0; --row)
+            m_rowsByText.insert(m_filteredModel->index(row, 0).data().toString(), row);
+        m_rowsByTextValid = true;
+    }
+    return m_rowsByText.value(text, -1);
+}
+
 int SecuritySelectorBox::shownRow() const
 {
-    return SelectorData::findText(*this, currentText());
+    return rowOfText(currentText());
 }
 
 void SecuritySelectorBox::narrow()

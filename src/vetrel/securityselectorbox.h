@@ -3,6 +3,8 @@
 
 #include "combobox.h"
 
+#include <QHash>
+
 #include <vetrel/vetrel_export.h>
 
 class SecuritySelectorFilteredModel;
@@ -65,6 +67,8 @@ private slots:
     void sourceReset();
 
 private:
+    /// The first row showing exactly this text, -1 when none.
+    int rowOfText(const QString &text) const;
     int shownRow() const;
     void narrow();
 
@@ -78,6 +82,10 @@ private:
     QString m_textBeforeReset;
     bool m_namedBeforeReset = false;
     bool m_blockedBeforeReset = false;
+    // Rows by shown text: each keystroke looks the line up among 100,000
+    // securities. Rebuilt on the first lookup after the list changed.
+    mutable QHash<QString, int> m_rowsByText;
+    mutable bool m_rowsByTextValid = false;
 };
 
 #endif

@@ -1,0 +1,249 @@
+// The security list on a large market: a refill after new sessions beside the
+// floor of walking the table with the same reads, and one typed character in
+// SecuritySelectorBox beside a plain QComboBox with a QCompleter over the same
+// names. PartnerSelectorBox::populate() over 10,000 dealers beside reading and
+// sorting the same codes.
+
+#include <vetrel/partnerselectorbox.h>
+#include <vetrel/securityselectorbox.h>
+#include <vetrel/securityselectormodel.h>
+
+#include <host/core.h>
+#include <host/database.h>
+#include <host/decoder.h>
+#include <host/field.h>
+#include <host/indexlist.h>
+#include <host/market.h>
+#include <host/marketgenerator.h>
+#include <host/record.h>
+#include <host/table.h>
+#include <host/tablelocker.h>
+
+#include <QApplication>
+#include <QCompleter>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QStringListModel>
+#include <QTest>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+int securities = 100000;
+constexpr int dealers = 10000;
+constexpr int keystrokes = 50;
+
+struct Market
+{
+    Market()
+    {
+        MarketGenerator::Options options;
+        options.securities = securities;
+        options.dealers = dealers;
+        options.openShare = 1.0;
+        ::Market::loadData(core.database(), MarketGenerator::generate(options), QStringLiteral("bench"));
+        decoder = new Decoder(&core);
+        core.addPlugin(decoder);
+    }
+    Table *table(const char *name) const { return core.database()->table(QLatin1String(name)); }
+
+    Core core;
+    Decoder *decoder;
+};
+
+Market &market()
+{
+    static Market instance;
+    return instance;
+}
+
+struct Row
+{
+    qint64 secId;
+    int stockId;
+    int boardId;
+    QString name;
+    QString code;
+    QString baseCode;
+};
+
+// The floor of a refill: the same cells read from every record under the lock.
+void BM_Refill_Floor(benchmark::State &state)
+{
+    const Table *table = market().table("securities");
+    const int columns[] = { table->columnIndex(QStringLiteral("sec_id")),
+        table->columnIndex(QStringLiteral("stock_id")), table->columnIndex(QStringLiteral("board_id")),
+        table->columnIndex(QStringLiteral("sec_name")), table->columnIndex(QStringLiteral("sec_code")),
+        table->columnIndex(QStringLiteral("base_code")) };
+    for (auto _ : state) {
+        std::vector<Row> rows;
+        const TableLocker locker(table);
+        rows.reserve(size_t(table->masterIndex()->count()));
+        for (const Record *record : *table->masterIndex()) {
+            rows.push_back({ table->dataPtr(*record, columns[0])->toInt64(),
+                table->dataPtr(*record, columns[1])->toInt32(),
+                table->dataPtr(*record, columns[2])->toInt32(),
+                table->dataPtr(*record, columns[3])->toString(),
+                table->dataPtr(*record, columns[4])->toString(),
+                table->dataPtr(*record, columns[5])->toString() });
+        }
+        benchmark::DoNotOptimize(rows.data());
+    }
+    state.counters["rows"] = double(table->masterIndex()->count());
+}
+
+// aNewSessions(): the session filter rebuilt and the list refilled.
+void BM_Refill_SecuritySelectorModel(benchmark::State &state)
+{
+    SecuritySelectorModel model;
+    model.populate();
+    for (auto _ : state)
+        market().decoder->announceNewSessions();
+    state.counters["rows"] = double(model.rowCount());
+}
+
+struct Keystrokes
+{
+    std::vector<double> ms;
+
+    void report(benchmark::State &state)
+    {
+        std::sort(ms.begin(), ms.end());
+        state.counters["median_ms"] = ms.empty() ? 0 : ms[ms.size() / 2];
+        state.counters["worst_ms"] = ms.empty() ? 0 : ms.back();
+    }
+};
+
+// The keys of `keystrokes` presses: whole names typed one after the other,
+// each followed by a backspace over the whole line.
+QList<QPair<Qt::Key, QChar>> keySequence(const QAbstractItemModel &names)
+{
+    QList<QPair<Qt::Key, QChar>> keys;
+    for (int row = 0; keys.size() < keystrokes; row += names.rowCount() / 7 + 1) {
+        for (const QChar c : names.index(row % names.rowCount(), 0).data().toString())
+            keys.append({ Qt::Key_unknown, c });
+        keys.append({ Qt::Key_Backspace, QChar() });
+    }
+    return keys.mid(0, keystrokes);
+}
+
+void type(QComboBox &box, const QList<QPair<Qt::Key, QChar>> &keys, benchmark::State &state)
+{
+    Keystrokes timings;
+    box.show();
+    QLineEdit *line = box.lineEdit();
+    for (auto _ : state) {
+        for (const auto &key : keys) {
+            QElapsedTimer timer;
+            timer.start();
+            if (key.first == Qt::Key_Backspace) {
+                line->selectAll();
+                QTest::keyClick(line, Qt::Key_Backspace);
+            } else {
+                QTest::keyClicks(line, QString(key.second));
+            }
+            QCoreApplication::processEvents();
+            timings.ms.push_back(double(timer.nsecsElapsed()) / 1e6);
+        }
+    }
+    timings.report(state);
+}
+
+void BM_Keystroke_PlainComboBox(benchmark::State &state)
+{
+    SecuritySelectorModel names;
+    names.populate();
+    QStringList texts;
+    for (int row = 0; row < names.rowCount(); ++row)
+        texts << names.index(row, 0).data().toString();
+    QComboBox box;
+    box.setEditable(true);
+    auto *model = new QStringListModel(texts, &box);
+    box.setModel(model);
+    auto *completer = new QCompleter(model, &box);
+    completer->setCaseSensitivity(Qt::CaseInsensitive);
+    box.setCompleter(completer);
+    type(box, keySequence(*model), state);
+}
+
+void BM_Keystroke_SecuritySelectorBox(benchmark::State &state)
+{
+    SecuritySelectorBox box;
+    type(box, keySequence(*box.model()), state);
+}
+
+// The floor of the partner list: the codes and names read and sorted.
+void BM_PartnerPopulate_Floor(benchmark::State &state)
+{
+    const Table *table = market().table("kx.dealer");
+    const int code = table->columnIndex(QStringLiteral("orv_code"));
+    const int name = table->columnIndex(QStringLiteral("name"));
+    for (auto _ : state) {
+        QVector<QPair<QString, QString>> rows;
+        {
+            const TableLocker locker(table);
+            for (const Record *record : *table->masterIndex())
+                rows.append({ table->dataPtr(*record, code)->toString().trimmed(),
+                    table->dataPtr(*record, name)->toString() });
+        }
+        std::sort(rows.begin(), rows.end());
+        benchmark::DoNotOptimize(rows.data());
+    }
+    state.counters["rows"] = double(table->masterIndex()->count());
+}
+
+void BM_PartnerPopulate_PartnerSelectorBox(benchmark::State &state)
+{
+    PartnerSelectorBox box;
+    for (auto _ : state)
+        box.populate();
+    state.counters["rows"] = double(box.count());
+}
+
+}
+
+BENCHMARK(BM_Refill_Floor)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Refill_SecuritySelectorModel)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Keystroke_PlainComboBox)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Keystroke_SecuritySelectorBox)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PartnerPopulate_Floor)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PartnerPopulate_PartnerSelectorBox)->Unit(benchmark::kMillisecond);
+
+namespace
+{
+
+// The offscreen platform's notes on every pop-up would bury the figures.
+void quietPlatform(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type != QtWarningMsg || !message.startsWith(QLatin1String("This plugin does not support")))
+        fprintf(stderr, "%s\n", qPrintable(message));
+}
+
+}
+
+int main(int argc, char **argv)
+{
+    qInstallMessageHandler(quietPlatform);
+    QApplication app(argc, argv);
+    const char *sizeFlag = "--securities=";
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], sizeFlag, std::strlen(sizeFlag)) == 0) {
+            securities = std::atoi(argv[i] + std::strlen(sizeFlag));
+            std::copy(argv + i + 1, argv + argc, argv + i);
+            --argc;
+            break;
+        }
+    }
+    benchmark::Initialize(&argc, argv);
+    market();
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
