@@ -72,10 +72,7 @@ QString SecuritySelectorBox::getSecurityName() const
 
 void SecuritySelectorBox::setSourceModel(SecuritySelectorModel *model)
 {
-    delete m_filteredModel->sourceModel();
-    model->setParent(this);
-    model->populate();
-    m_filteredModel->setSourceModel(model);
+    SelectorData::replaceSource(*m_filteredModel, model, this);
     // After the proxy's own handlers, so that the combo box has taken in the
     // new rows when the choice is put back.
     connect(

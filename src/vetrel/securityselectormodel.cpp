@@ -10,6 +10,7 @@
 #include <host/securitiessessionfilter.h>
 #include <host/stockdirectory.h>
 
+#include <QHash>
 #include <QScopedValueRollback>
 
 static const SelectorData::FieldConstantSet fieldConstants;
@@ -84,15 +85,26 @@ void SecuritySelectorModel::populate()
     beginResetModel();
     if (m_table) {
         const Table &table = *m_table;
+        // Few stocks and boards among many securities: each code is asked of
+        // its directory once per refill, and the rows share its text.
+        QHash<int, QString> stockCodes;
+        QHash<QPair<int, int>, QString> boardCodes;
         const TableLocker locker(&table);
         SelectorData::fill(
             table, m_rows, [this](const Record &record) { return filter(record); },
-            [this, &table](const Record &record) {
+            [this, &table, &stockCodes, &boardCodes](const Record &record) {
                 Data row;
                 const int stockId = SelectorData::readInt(table, record, m_stockIdColumn);
                 row.boardId = SelectorData::readInt(table, record, m_boardIdColumn);
-                row.stockCode = StockDirectory::codeById(stockId);
-                row.boardCode = BoardDirectory::codeById(stockId, row.boardId);
+                auto stockCode = stockCodes.find(stockId);
+                if (stockCode == stockCodes.end())
+                    stockCode = stockCodes.insert(stockId, StockDirectory::codeById(stockId));
+                row.stockCode = *stockCode;
+                const QPair<int, int> board(stockId, row.boardId);
+                auto boardCode = boardCodes.find(board);
+                if (boardCode == boardCodes.end())
+                    boardCode = boardCodes.insert(board, BoardDirectory::codeById(stockId, row.boardId));
+                row.boardCode = *boardCode;
                 row.secId = SelectorData::readInt64(table, record, m_secIdColumn);
                 row.secName = SelectorData::readText(table, record, m_secNameColumn);
                 row.secCode = SelectorData::readText(table, record, m_secCodeColumn);

@@ -35,10 +35,7 @@ qlonglong StreamSelectorBox::getSecurityId() const
 
 void StreamSelectorBox::setSourceModel(StreamSelectorModel *model)
 {
-    delete m_filteredModel->sourceModel();
-    model->setParent(this);
-    model->populate();
-    m_filteredModel->setSourceModel(model);
+    SelectorData::replaceSource(*m_filteredModel, model, this);
     m_filteredModel->sort(0, Qt::AscendingOrder);
     // Connected after the proxy's own handlers, so that the box restores the
     // choice once the proxy and the combo box have taken in the new rows.
