@@ -14,14 +14,17 @@ static const SelectorData::FieldConstantSet fieldConstants;
 BoardSelectorBox::BoardSelectorBox(QWidget *parent)
     : ComboBox(parent)
     , m_filtered(nullptr)
+    , m_lookup(nullptr)
 {
     lineEdit()->setPlaceholderText(tr("Режим торгов"));
     setCurrentIndex(-1);
     setInsertPolicy(NoInsert);
+    SelectorData::useUniformRows(*this);
 
     m_filtered = new BoardSelectorFilteredModel(this);
     m_filtered->setStockCode(m_stockCode);
     ComboBox::setModel(m_filtered);
+    m_lookup = new SelectorData::TextLookup(m_filtered, this);
     lineEdit()->setValidator(comboBoxValidator());
     // A reset of the model (a refill or another model) leaves no choice behind.
     connect(m_filtered, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_quiet = true; });
@@ -49,7 +52,7 @@ QString BoardSelectorBox::getStockCode() const
 
 int BoardSelectorBox::getBoardId() const
 {
-    return SelectorData::dataForText(*this, currentText(), BoardSelectorModel::BoardIdRole).toInt();
+    return itemData(rowOf(currentText()), BoardSelectorModel::BoardIdRole).toInt();
 }
 
 QString BoardSelectorBox::getBoard() const
@@ -59,7 +62,7 @@ QString BoardSelectorBox::getBoard() const
 
 QString BoardSelectorBox::getBoardCode() const
 {
-    return SelectorData::dataForText(*this, currentText(), BoardSelectorModel::BoardCodeRole).toString();
+    return itemData(rowOf(currentText()), BoardSelectorModel::BoardCodeRole).toString();
 }
 
 void BoardSelectorBox::setStockId(int stockId)
@@ -115,7 +118,7 @@ void BoardSelectorBox::edit_changed(const QString &text)
 {
     if (m_quiet)
         return;
-    const int found = SelectorData::findText(*this, text);
+    const int found = rowOf(text);
     if (found >= 0) {
         item_activated(found);
     } else {
@@ -131,4 +134,9 @@ template<typename Change>
 void BoardSelectorBox::changeRows(SelectorData::Choice choice, Change change)
 {
     SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
+}
+
+int BoardSelectorBox::rowOf(const QString &text) const
+{
+    return m_lookup->row(text);
 }

@@ -8,6 +8,7 @@
 namespace SelectorData
 {
 enum class Choice;
+class TextLookup;
 }
 
 class BoardSelectorFilteredModel;
@@ -63,9 +64,13 @@ private:
     template<typename Change>
     void changeRows(SelectorData::Choice choice, Change change);
 
+    /// The row showing exactly `text`, or -1.
+    int rowOf(const QString &text) const;
+
     bool m_quiet = true; // edit notices held back while the rows change
     QString m_stockCode;
     BoardSelectorFilteredModel *m_filtered;
+    SelectorData::TextLookup *m_lookup;
 };
 
 #endif

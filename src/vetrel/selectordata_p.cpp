@@ -6,6 +6,8 @@
 #include <host/icore.h>
 
 #include <QComboBox>
+#include <QCompleter>
+#include <QListView>
 
 #include <limits>
 
@@ -112,6 +114,45 @@ void selectItem(QComboBox &box, const QVariant &value, int role)
     box.setCurrentIndex(row);
     if (row < 0)
         box.setEditText(QString());
+}
+
+TextLookup::TextLookup(QAbstractItemModel *model, QObject *parent)
+    : QObject(parent)
+    , m_model(model)
+{
+    const auto stale = [this] { m_stale = true; };
+    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, stale);
+    connect(model, &QAbstractItemModel::modelReset, this, stale);
+    connect(model, &QAbstractItemModel::layoutAboutToBeChanged, this, stale);
+    connect(model, &QAbstractItemModel::layoutChanged, this, stale);
+    connect(model, &QAbstractItemModel::rowsAboutToBeInserted, this, stale);
+    connect(model, &QAbstractItemModel::rowsInserted, this, stale);
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, stale);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, stale);
+    connect(model, &QAbstractItemModel::rowsMoved, this, stale);
+    connect(model, &QAbstractItemModel::dataChanged, this, stale);
+}
+
+int TextLookup::row(const QString &text) const
+{
+    if (m_stale) {
+        m_rows.clear();
+        const int rows = m_model->rowCount();
+        m_rows.reserve(rows);
+        // From the last row up, so that the first of equal texts stays.
+        for (int row = rows - 1; row >= 0; --row)
+            m_rows.insert(m_model->index(row, 0).data().toString(), row);
+        m_stale = false;
+    }
+    return m_rows.value(text, -1);
+}
+
+void useUniformRows(QComboBox &box)
+{
+    for (QAbstractItemView *view : {box.view(), box.completer() ? box.completer()->popup() : nullptr}) {
+        if (auto *list = qobject_cast<QListView *>(view))
+            list->setUniformItemSizes(true);
+    }
 }
 
 void registerKeyTypes()

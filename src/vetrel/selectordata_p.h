@@ -14,6 +14,7 @@
 #include <host/tablelocker.h>
 
 #include <QAbstractItemModel>
+#include <QHash>
 #include <QList>
 #include <QSortFilterProxyModel>
 #include <QString>
@@ -64,23 +65,22 @@ bool answers(const QModelIndex &index, const QAbstractItemModel *model, int rowC
 
 Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks);
 
-/// Puts `rows` in the order of one-by-one insertion at the lower bound of
-/// equal keys: ascending by key, equal keys in the reverse of walk order.
+/**
+ * The order of one-by-one insertion at the lower bound of equal keys:
+ * ascending by key, equal keys in the reverse of walk order. Returns the
+ * positions of `rows` in that order; sorting positions moves ints, not rows.
+ */
 template<typename Data, typename Less>
-void orderAsInserted(std::vector<Data> &rows, Less less)
+std::vector<int> insertionOrder(const std::vector<Data> &rows, Less less)
 {
-    if (std::is_sorted(rows.begin(), rows.end(), less)) {
-        // Already ascending (the usual case when the index key leads the sort
-        // key): only the runs of equal keys turn round.
-        for (auto run = rows.begin(); run != rows.end();) {
-            const auto next = std::upper_bound(run, rows.end(), *run, less);
-            std::reverse(run, next);
-            run = next;
-        }
-        return;
-    }
-    std::reverse(rows.begin(), rows.end());
-    std::stable_sort(rows.begin(), rows.end(), less);
+    std::vector<int> order(rows.size());
+    for (size_t i = 0; i < order.size(); ++i)
+        order[i] = int(order.size() - 1 - i);
+    const auto before = [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); };
+    // Walk order reversed: a stable sort now keeps later rows first among equals.
+    if (!std::is_sorted(order.begin(), order.end(), before))
+        std::stable_sort(order.begin(), order.end(), before);
+    return order;
 }
 
 /**
@@ -94,14 +94,13 @@ template<typename Data, typename Accept, typename Read, typename Less>
 void fill(const Table &table, QList<Data> &rows, Accept accept, Read read, Less less)
 {
     rows.clear();
-    std::vector<Data> taken;
     const IndexList &index = *table.masterIndex();
+    std::vector<Data> taken;
     taken.reserve(size_t(index.count()));
     const auto keep = [&] {
-        orderAsInserted(taken, less);
         rows.reserve(int(taken.size()));
-        for (const Data &row : taken)
-            rows.append(row);
+        for (int position : insertionOrder(taken, less))
+            rows.append(taken[size_t(position)]);
     };
     try {
         for (const Record *record : index) {
@@ -169,6 +168,25 @@ QPair<bool, QList<Key>> checkedKeys(const QList<Data> &rows, KeyOf keyOf)
     return result;
 }
 
+/**
+ * Finds the first row of a model by its exact display text in constant time.
+ * The hash is rebuilt on the first lookup after the rows changed; it learns
+ * of a change before anyone else connected later hears of it, so a box's own
+ * handlers never see stale rows. Create it right after the model is set.
+ */
+class TextLookup : public QObject
+{
+public:
+    TextLookup(QAbstractItemModel *model, QObject *parent);
+    /// The first row showing exactly `text` (case-sensitive); -1 when none.
+    int row(const QString &text) const;
+
+private:
+    QAbstractItemModel *m_model;
+    mutable QHash<QString, int> m_rows;
+    mutable bool m_stale = true;
+};
+
 /// The first item of the box whose data under `role` equals `value` exactly
 /// (text compared case-sensitively); -1 when there is none.
 int findItem(const QComboBox &box, const QVariant &value, int role);
@@ -226,6 +244,10 @@ void changeRows(QComboBox &box, bool &quiet, Choice choice, Change change, Annou
     if (!quiet)
         announce(box.currentText());
 }
+
+/// Lists of a hundred thousand rows open in one pass over the rows instead of
+/// measuring each row: every item of a selector is one line of text.
+void useUniformRows(QComboBox &box);
 
 /// Registers the key-list types under the names the signals use.
 void registerKeyTypes();

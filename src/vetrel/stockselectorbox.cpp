@@ -13,13 +13,16 @@ static const SelectorData::FieldConstantSet fieldConstants;
 StockSelectorBox::StockSelectorBox(QWidget *parent)
     : ComboBox(parent)
     , m_proxy(nullptr)
+    , m_lookup(nullptr)
 {
     lineEdit()->setPlaceholderText(tr("Площадка"));
     setCurrentIndex(-1);
     setInsertPolicy(NoInsert);
+    SelectorData::useUniformRows(*this);
 
     m_proxy = new QSortFilterProxyModel(this);
     ComboBox::setModel(m_proxy);
+    m_lookup = new SelectorData::TextLookup(m_proxy, this);
     lineEdit()->setValidator(comboBoxValidator());
     // A reset of the model (a refill or another model) leaves no choice behind.
     connect(m_proxy, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_quiet = true; });
@@ -37,7 +40,7 @@ StockSelectorBox::StockSelectorBox(QWidget *parent)
 
 int StockSelectorBox::getStockId() const
 {
-    return SelectorData::dataForText(*this, currentText(), StockSelectorModel::StockIdRole).toInt();
+    return itemData(rowOf(currentText()), StockSelectorModel::StockIdRole).toInt();
 }
 
 QString StockSelectorBox::getStock() const
@@ -47,7 +50,7 @@ QString StockSelectorBox::getStock() const
 
 QString StockSelectorBox::getStockCode() const
 {
-    return SelectorData::dataForText(*this, currentText(), StockSelectorModel::StockCodeRole).toString();
+    return itemData(rowOf(currentText()), StockSelectorModel::StockCodeRole).toString();
 }
 
 void StockSelectorBox::setSourceModel(StockSelectorModel *model)
@@ -93,7 +96,7 @@ void StockSelectorBox::edit_changed(const QString &text)
 {
     if (m_quiet)
         return;
-    const int found = SelectorData::findText(*this, text);
+    const int found = rowOf(text);
     if (found >= 0) {
         item_activated(found);
     } else {
@@ -109,4 +112,9 @@ template<typename Change>
 void StockSelectorBox::changeRows(SelectorData::Choice choice, Change change)
 {
     SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
+}
+
+int StockSelectorBox::rowOf(const QString &text) const
+{
+    return m_lookup->row(text);
 }

@@ -8,6 +8,7 @@
 namespace SelectorData
 {
 enum class Choice;
+class TextLookup;
 }
 
 class QSortFilterProxyModel;
@@ -58,8 +59,12 @@ private:
     template<typename Change>
     void changeRows(SelectorData::Choice choice, Change change);
 
+    /// The row showing exactly `text`, or -1.
+    int rowOf(const QString &text) const;
+
     bool m_quiet = true; // edit notices held back while the rows change
     QSortFilterProxyModel *m_proxy;
+    SelectorData::TextLookup *m_lookup;
 };
 
 #endif
