@@ -75,6 +75,9 @@ PartnerSelectorBox::PartnerSelectorBox(QWidget *parent)
     : ComboBox(parent)
 {
     setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // Return must not add the typed text to the list.
+    setInsertPolicy(NoInsert);
+    SelectorData::useUniformRows(*this);
     populate();
     setEditText(QString());
     setStyleSheet(QStringLiteral("QComboBox QAbstractItemView {min-width: %1em;}").arg(popupMinWidthEm));

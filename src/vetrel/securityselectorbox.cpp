@@ -14,19 +14,15 @@ static const SelectorData::FieldConstantSet fieldConstants;
 SecuritySelectorBox::SecuritySelectorBox(QWidget *parent)
     : ComboBox(parent)
     , m_filteredModel(new SecuritySelectorFilteredModel(this))
+    , m_lookup(nullptr)
 {
     lineEdit()->setPlaceholderText(tr("Инструмент"));
+    // Return must not add the typed text to the list.
+    setInsertPolicy(NoInsert);
+    SelectorData::useUniformRows(*this);
     m_filteredModel->setStockBoard(m_stockCode, m_boardCode);
-    // Before the combo box connects, so that its own handlers already look
-    // texts up in the new rows.
-    const auto forgetRows = [this] { m_rowsByTextValid = false; };
-    connect(m_filteredModel, &QAbstractItemModel::modelReset, this, forgetRows);
-    connect(m_filteredModel, &QAbstractItemModel::layoutChanged, this, forgetRows);
-    connect(m_filteredModel, &QAbstractItemModel::rowsInserted, this, forgetRows);
-    connect(m_filteredModel, &QAbstractItemModel::rowsRemoved, this, forgetRows);
-    connect(m_filteredModel, &QAbstractItemModel::rowsMoved, this, forgetRows);
-    connect(m_filteredModel, &QAbstractItemModel::dataChanged, this, forgetRows);
     setModel(m_filteredModel);
+    m_lookup = new SelectorData::TextLookup(m_filteredModel, this);
     setSourceModel(new SecuritySelectorModel(this));
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &SecuritySelectorBox::edit_changed);
@@ -169,16 +165,7 @@ void SecuritySelectorBox::sourceReset()
 
 int SecuritySelectorBox::rowOfText(const QString &text) const
 {
-    if (!m_rowsByTextValid) {
-        const int rows = m_filteredModel->rowCount();
-        m_rowsByText.clear();
-        m_rowsByText.reserve(rows);
-        // From the last row up, so that the first of equal texts wins.
-        for (int row = rows - 1; row >= 0; --row)
-            m_rowsByText.insert(m_filteredModel->index(row, 0).data().toString(), row);
-        m_rowsByTextValid = true;
-    }
-    return m_rowsByText.value(text, -1);
+    return m_lookup->row(text);
 }
 
 int SecuritySelectorBox::shownRow() const

@@ -3,10 +3,12 @@
 
 #include "combobox.h"
 
-#include <QHash>
-
 #include <vetrel/vetrel_export.h>
 
+namespace SelectorData
+{
+class TextLookup;
+}
 class SecuritySelectorFilteredModel;
 class SecuritySelectorModel;
 
@@ -82,10 +84,8 @@ private:
     QString m_textBeforeReset;
     bool m_namedBeforeReset = false;
     bool m_blockedBeforeReset = false;
-    // Rows by shown text: each keystroke looks the line up among 100,000
-    // securities. Rebuilt on the first lookup after the list changed.
-    mutable QHash<QString, int> m_rowsByText;
-    mutable bool m_rowsByTextValid = false;
+    // Each keystroke looks the line up among as many as 100,000 securities.
+    SelectorData::TextLookup *m_lookup;
 };
 
 #endif

@@ -14,6 +14,9 @@ StreamSelectorBox::StreamSelectorBox(QWidget *parent)
     , m_filteredModel(new StreamSelectorFilteredModel(this))
 {
     lineEdit()->setPlaceholderText(tr("Поток (Инструмент * количество)"));
+    // Return must not add the typed text to the list.
+    setInsertPolicy(NoInsert);
+    SelectorData::useUniformRows(*this);
     setSourceModel(new StreamSelectorModel(this));
     setModel(m_filteredModel);
     // Installing the model makes its first row current; the box starts with

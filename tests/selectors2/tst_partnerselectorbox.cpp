@@ -125,6 +125,10 @@ void TestPartnerSelectorBox::userTypesAndPicks()
     QCOMPARE(partner.last().at(0).toString(), QStringLiteral("ZZ9"));
     QCOMPARE(box.getPartner(), QStringLiteral("ZZ9"));
     QCOMPARE(box.getPartnerName(), QString());
+    // Return takes the code as it is, without adding it to the list.
+    QTest::keyClick(box.lineEdit(), Qt::Key_Return);
+    QCOMPARE(box.count(), 3);
+    QCOMPARE(box.getPartner(), QStringLiteral("ZZ9"));
 
     partner.clear();
     name.clear();
