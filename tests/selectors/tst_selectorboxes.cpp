@@ -245,11 +245,16 @@ void TestSelectorBoxes::boardBox()
     QCOMPARE(box.currentIndex(), -1);
     QCOMPARE(box.getBoard(), QString());
 
+    // A flag filter keeps the chosen board while it is listed, else clears it.
     box.setStockCode(QString());
+    box.setBoardCode(QStringLiteral("TQBR"));
     box.setBoardFlagsOnFilter(0x2);
     QCOMPARE(items(box), QStringList({"Shares"}));
+    QCOMPARE(box.getBoardCode(), QStringLiteral("TQBR"));
     box.setBoardFlagsOffFilter(0x2);
     QCOMPARE(items(box), QStringList());
+    QCOMPARE(box.getBoard(), QString());
+    QCOMPARE(lastArguments(codes).value(0).toString(), QString());
 }
 
 void TestSelectorBoxes::replacedOrRefilledModelLeavesNoStaleChoice()
