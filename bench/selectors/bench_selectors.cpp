@@ -56,8 +56,8 @@ std::vector<StockRow> walkStocks(const Table &table)
     read.reserve(size_t(table.rowCount()));
     const TableLocker locker(&table);
     for (const Record *record : *table.masterIndex())
-        read.push_back({table.dataPtr(*record, id)->toInt32(), table.dataPtr(*record, name)->toString(),
-            table.dataPtr(*record, code)->toString()});
+        read.push_back({ table.dataPtr(*record, id)->toInt32(), table.dataPtr(*record, name)->toString(),
+            table.dataPtr(*record, code)->toString() });
     return read;
 }
 
@@ -87,7 +87,8 @@ void StockModel_Baseline_WalkAndSort(benchmark::State &state)
 {
     for (auto _ : state) {
         std::vector<StockRow> read = walkStocks(*stocksTable());
-        std::stable_sort(read.begin(), read.end(), [](const StockRow &a, const StockRow &b) { return a.code < b.code; });
+        std::stable_sort(
+            read.begin(), read.end(), [](const StockRow &a, const StockRow &b) { return a.code < b.code; });
         benchmark::DoNotOptimize(read);
     }
 }
@@ -151,7 +152,7 @@ struct Timing
 Timing summary(std::vector<double> ms)
 {
     std::sort(ms.begin(), ms.end());
-    return {ms[ms.size() / 2], ms.back()};
+    return { ms[ms.size() / 2], ms.back() };
 }
 
 // Time of each keystroke from the key event to the return of its handling.
@@ -223,12 +224,12 @@ void keystrokeCost()
 
     std::printf("\nOne typed character over %d stocks, 50 keystrokes (ms):\n", box.count());
     std::printf("  %-44s median %8.3f  worst %8.3f\n", "StockSelectorBox", ours.median, ours.worst);
-    std::printf("  %-44s median %8.3f  worst %8.3f\n", "  of which ComboBoxValidator::validate", validator.median,
-        validator.worst);
-    std::printf("  %-44s median %8.3f  worst %8.3f\n", "Baseline: editable QComboBox + QCompleter", baseline.median,
-        baseline.worst);
-    std::printf("  %-44s median %8.3f  worst %8.3f\n", "Baseline: the same, pop-up QCompleter", popupBaseline.median,
-        popupBaseline.worst);
+    std::printf("  %-44s median %8.3f  worst %8.3f\n", "  of which ComboBoxValidator::validate",
+        validator.median, validator.worst);
+    std::printf("  %-44s median %8.3f  worst %8.3f\n", "Baseline: editable QComboBox + QCompleter",
+        baseline.median, baseline.worst);
+    std::printf("  %-44s median %8.3f  worst %8.3f\n", "Baseline: the same, pop-up QCompleter",
+        popupBaseline.median, popupBaseline.worst);
 }
 
 double residentMiB()
@@ -257,7 +258,8 @@ void memoryGrowth()
     proxy.setSourceModel(model);
     proxy.sort(0);
     const double after = residentMiB();
-    std::printf("\nA stock model with its sorted proxy over %d rows: resident growth %.1f MiB, heap growth %.1f MiB\n",
+    std::printf("\nA stock model with its sorted proxy over %d rows: resident growth %.1f MiB, heap growth "
+                "%.1f MiB\n",
         model->rowCount(), after - before, heapMiB() - heapBefore);
     proxy.setSourceModel(nullptr);
     delete model;
@@ -267,10 +269,12 @@ void memoryGrowth()
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
+    qputenv(
+        "QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
     QApplication app(argc, argv);
     std::vector<char *> args(argv, argv + argc);
-    const auto smoke = std::find_if(args.begin(), args.end(), [](const char *a) { return qstrcmp(a, "--smoke") == 0; });
+    const auto smoke
+        = std::find_if(args.begin(), args.end(), [](const char *a) { return qstrcmp(a, "--smoke") == 0; });
     if (smoke != args.end()) {
         args.erase(smoke);
         rows = 2000;
@@ -292,7 +296,8 @@ int main(int argc, char **argv)
         MarketGenerator::Options boardOptions = options;
         boardOptions.stocks = rows / 1000;
         boardOptions.boardsPerStock = 1000;
-        Market::loadData(boardsCore.database(), MarketGenerator::generate(boardOptions), QStringLiteral("boards"));
+        Market::loadData(
+            boardsCore.database(), MarketGenerator::generate(boardOptions), QStringLiteral("boards"));
         Table *boards = boardsCore.database()->table(QStringLiteral("boards"));
         QVector<Record *> copies;
         {

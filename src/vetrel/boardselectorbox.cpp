@@ -133,7 +133,8 @@ void BoardSelectorBox::edit_changed(const QString &text)
 template<typename Change>
 void BoardSelectorBox::changeRows(SelectorData::Choice choice, Change change)
 {
-    SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
+    SelectorData::changeRows(
+        *this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
 }
 
 int BoardSelectorBox::rowOf(const QString &text) const

@@ -24,8 +24,7 @@ bool store(T &member, const T &value)
 
 BoardSelectorFilteredModel::BoardSelectorFilteredModel(QObject *parent)
     : QSortFilterProxyModel(parent)
-{
-}
+{ }
 
 void BoardSelectorFilteredModel::setStockCode(const QString &stockCode)
 {

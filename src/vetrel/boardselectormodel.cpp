@@ -79,7 +79,7 @@ void BoardSelectorModel::setCheckMarks(bool on)
         return;
     m_checkMarks = on;
     if (!m_rows.isEmpty())
-        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), {Qt::CheckStateRole});
+        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), { Qt::CheckStateRole });
 }
 
 const Record &BoardSelectorModel::at(int row) const
@@ -150,11 +150,12 @@ QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
 
 bool BoardSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    const auto change = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
-        beginResetModel();
-        mark();
-        endResetModel();
-    });
+    const auto change
+        = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
+              beginResetModel();
+              mark();
+              endResetModel();
+          });
     if (change == SelectorData::CheckChange::Row)
         m_timer.start(0);
     return change != SelectorData::CheckChange::None;
@@ -162,8 +163,7 @@ bool BoardSelectorModel::setData(const QModelIndex &index, const QVariant &value
 
 void BoardSelectorModel::sendBoardsChanged()
 {
-    const auto chosen = SelectorData::checkedKeys<Board>(m_rows, [](const Data &row) {
-        return Board(row.stockId, row.boardId);
-    });
+    const auto chosen = SelectorData::checkedKeys<Board>(
+        m_rows, [](const Data &row) { return Board(row.stockId, row.boardId); });
     emit boardsChanged(chosen.first, chosen.second);
 }

@@ -23,7 +23,8 @@ class VETREL_EXPORT BoardSelectorModel : public QAbstractItemModel
     Q_OBJECT
 
 public:
-    enum ItemDataRole {
+    enum ItemDataRole
+    {
         BoardStockIdsRole = Qt::UserRole + 1, // "board id,stock id"
         StockIdRole,
         BoardIdRole,

@@ -17,10 +17,10 @@ namespace SelectorData
 namespace
 {
 
-[[noreturn]] void wrongType()
-{
-    throw Exception(QStringLiteral("Incorrect type conversion."));
-}
+    [[noreturn]] void wrongType()
+    {
+        throw Exception(QStringLiteral("Incorrect type conversion."));
+    }
 
 }
 
@@ -149,7 +149,7 @@ int TextLookup::row(const QString &text) const
 
 void useUniformRows(QComboBox &box)
 {
-    for (QAbstractItemView *view : {box.view(), box.completer() ? box.completer()->popup() : nullptr}) {
+    for (QAbstractItemView *view : { box.view(), box.completer() ? box.completer()->popup() : nullptr }) {
         if (auto *list = qobject_cast<QListView *>(view))
             list->setUniformItemSizes(true);
     }

@@ -14,6 +14,7 @@
 #include <host/tablelocker.h>
 
 #include <QAbstractItemModel>
+#include <QComboBox>
 #include <QHash>
 #include <QList>
 #include <QSortFilterProxyModel>
@@ -21,8 +22,6 @@
 
 #include <algorithm>
 #include <vector>
-
-class QComboBox;
 
 namespace SelectorData
 {
@@ -115,7 +114,12 @@ void fill(const Table &table, QList<Data> &rows, Accept accept, Read read, Less 
 }
 
 /// What a setData() call did to the check marks.
-enum class CheckChange { None, Row, All };
+enum class CheckChange
+{
+    None,
+    Row,
+    All
+};
 
 /**
  * setData() for the check-state role over rows whose Data begins with
@@ -222,7 +226,11 @@ void replaceSource(QSortFilterProxyModel &proxy, Model *model, QObject *owner)
 }
 
 /// What becomes of the box's choice when its rows change.
-enum class Choice { Clear, Keep };
+enum class Choice
+{
+    Clear,
+    Keep
+};
 
 /**
  * Keeps a selector box's rows and choice in step with its model. QComboBox

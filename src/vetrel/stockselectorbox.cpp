@@ -111,7 +111,8 @@ void StockSelectorBox::edit_changed(const QString &text)
 template<typename Change>
 void StockSelectorBox::changeRows(SelectorData::Choice choice, Change change)
 {
-    SelectorData::changeRows(*this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
+    SelectorData::changeRows(
+        *this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
 }
 
 int StockSelectorBox::rowOf(const QString &text) const

@@ -28,7 +28,8 @@ void StockSelectorBox_Code::populate()
         for (const Record *record : *table->masterIndex()) {
             const int id = SelectorData::readInt(*table, *record, idColumn);
             addItem(QIcon(), SelectorData::readText(*table, *record, codeColumn), id);
-            setItemData(count() - 1, SelectorData::readText(*table, *record, nameColumn), SelectorData::FirstRole);
+            setItemData(
+                count() - 1, SelectorData::readText(*table, *record, nameColumn), SelectorData::FirstRole);
         }
     }
     if (count() > 0)

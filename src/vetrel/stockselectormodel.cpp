@@ -52,7 +52,7 @@ void StockSelectorModel::setCheckMarks(bool on)
         return;
     m_checkMarks = on;
     if (!m_rows.isEmpty())
-        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), {Qt::CheckStateRole});
+        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), { Qt::CheckStateRole });
 }
 
 QModelIndex StockSelectorModel::index(int row, int column, const QModelIndex &parent) const
@@ -102,11 +102,12 @@ QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
 
 bool StockSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    const auto change = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
-        beginResetModel();
-        mark();
-        endResetModel();
-    });
+    const auto change
+        = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
+              beginResetModel();
+              mark();
+              endResetModel();
+          });
     return change != SelectorData::CheckChange::None;
 }
 

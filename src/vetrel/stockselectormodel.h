@@ -22,7 +22,11 @@ class VETREL_EXPORT StockSelectorModel : public QAbstractItemModel
     Q_OBJECT
 
 public:
-    enum ItemDataRole { StockIdRole = Qt::UserRole + 1, StockCodeRole };
+    enum ItemDataRole
+    {
+        StockIdRole = Qt::UserRole + 1,
+        StockCodeRole
+    };
 
     struct Data
     {

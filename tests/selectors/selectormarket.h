@@ -23,15 +23,17 @@ struct SelectorMarket
 
     void addStock(int id, const QString &code, const QString &name) const
     {
-        table(QStringLiteral("stocks"))->insert({{"stock_id", id}, {"stock_code", code}, {"name", name}});
+        table(QStringLiteral("stocks"))
+            ->insert({ { "stock_id", id }, { "stock_code", code }, { "name", name } });
     }
 
     void addBoard(int stockId, int boardId, const QString &code, const QString &name, qlonglong flags = 0,
         bool position = false, bool rfs = false) const
     {
         table(QStringLiteral("boards"))
-            ->insert({{"stock_id", stockId}, {"board_id", boardId}, {"board_code", code}, {"name", name},
-                {"flags", flags}, {"position", position ? 1 : 0}, {"rfs", rfs ? 1 : 0}});
+            ->insert(
+                { { "stock_id", stockId }, { "board_id", boardId }, { "board_code", code }, { "name", name },
+                    { "flags", flags }, { "position", position ? 1 : 0 }, { "rfs", rfs ? 1 : 0 } });
     }
 
     std::unique_ptr<Core> core;

@@ -70,7 +70,7 @@ void TestSelectorBoxes::declarations()
     SelectorMarket market;
     StockSelectorBox stocks;
     BoardSelectorBox boards;
-    for (const QComboBox *box : {static_cast<QComboBox *>(&stocks), static_cast<QComboBox *>(&boards)}) {
+    for (const QComboBox *box : { static_cast<QComboBox *>(&stocks), static_cast<QComboBox *>(&boards) }) {
         const QMetaObject *meta = box->metaObject();
         QCOMPARE(meta->classInfo(meta->indexOfClassInfo("Properties")).value(), "this");
     }
@@ -78,7 +78,8 @@ void TestSelectorBoxes::declarations()
     QCOMPARE(boards.lineEdit()->placeholderText(), QStringLiteral("Режим торгов"));
     QCOMPARE(stocks.metaObject()->userProperty().name(), "StockCode");
     QCOMPARE(boards.metaObject()->userProperty().name(), "BoardCode");
-    QVERIFY(!boards.metaObject()->property(boards.metaObject()->indexOfProperty("StockId")).hasNotifySignal());
+    QVERIFY(
+        !boards.metaObject()->property(boards.metaObject()->indexOfProperty("StockId")).hasNotifySignal());
 }
 
 void TestSelectorBoxes::stockBoxTypingAndSetters()
@@ -87,7 +88,7 @@ void TestSelectorBoxes::stockBoxTypingAndSetters()
     fillMarket(market);
     StockSelectorBox box;
     box.show();
-    QCOMPARE(items(box), QStringList({"Alphabet", "Moscow", "Petersburg", "Tenth"}));
+    QCOMPARE(items(box), QStringList({ "Alphabet", "Moscow", "Petersburg", "Tenth" }));
     QCOMPARE(box.currentIndex(), -1);
     QSignalSpy ids(&box, &StockSelectorBox::stockIdChanged);
     QSignalSpy codes(&box, &StockSelectorBox::stockCodeChanged);
@@ -145,12 +146,12 @@ void TestSelectorBoxes::stockIdFilter()
     fillMarket(market);
     market.addStock(21, QStringLiteral("TW1"), QStringLiteral("Aardvark"));
     StockSelectorBox box;
-    box.setStockIdFilter({QStringLiteral("1")});
-    QCOMPARE(items(box), QStringList({"Moscow", "Tenth", "Aardvark"}));
-    box.setStockIdFilter({QStringLiteral("4"), QStringLiteral("2")});
-    QCOMPARE(items(box), QStringList({"Petersburg", "Alphabet", "Aardvark"}));
+    box.setStockIdFilter({ QStringLiteral("1") });
+    QCOMPARE(items(box), QStringList({ "Moscow", "Tenth", "Aardvark" }));
+    box.setStockIdFilter({ QStringLiteral("4"), QStringLiteral("2") });
+    QCOMPARE(items(box), QStringList({ "Petersburg", "Alphabet", "Aardvark" }));
     box.setStockIdFilter({});
-    QCOMPARE(items(box), QStringList({"Moscow", "Petersburg", "Alphabet", "Tenth", "Aardvark"}));
+    QCOMPARE(items(box), QStringList({ "Moscow", "Petersburg", "Alphabet", "Tenth", "Aardvark" }));
 }
 
 void TestSelectorBoxes::stockCodeBox()
@@ -167,7 +168,7 @@ void TestSelectorBoxes::stockCodeBox()
     fillMarket(market);
     market.addStock(0, QStringLiteral("ZERO"), QStringLiteral("No stock"));
     StockSelectorBox_Code box;
-    QCOMPARE(items(box), QStringList({"ZERO", "MOEX", "SPBX", "ABC", "TEN"})); // index order
+    QCOMPARE(items(box), QStringList({ "ZERO", "MOEX", "SPBX", "ABC", "TEN" })); // index order
     QCOMPARE(box.currentIndex(), 0);
     QCOMPARE(box.itemData(3, 257).toString(), QStringLiteral("Alphabet"));
 
@@ -198,7 +199,7 @@ void TestSelectorBoxes::stockCodeBox()
     retype(box, QStringLiteral("SP"));
     QCOMPARE(lastArguments(ids).value(0).toString(), QStringLiteral("0"));
     QCOMPARE(stocks.mid(stocks.count() - 2),
-        QList<QVariantList>({QVariantList{QString()}, QVariantList{QStringLiteral("SP")}}));
+        QList<QVariantList>({ QVariantList { QString() }, QVariantList { QStringLiteral("SP") } }));
     QTest::keyClicks(box.lineEdit(), QStringLiteral("BX"));
     QCOMPARE(lastArguments(ids).value(0).toString(), QStringLiteral("2"));
     QCOMPARE(lastArguments(codes).value(0).toString(), QStringLiteral("2"));
@@ -211,13 +212,13 @@ void TestSelectorBoxes::boardBox()
     fillMarket(market);
     BoardSelectorBox box;
     box.show();
-    QCOMPARE(items(box), QStringList({"Shares", "Bonds", "Foreign shares"}));
+    QCOMPARE(items(box), QStringList({ "Shares", "Bonds", "Foreign shares" }));
     QSignalSpy ids(&box, &BoardSelectorBox::boardIdChanged);
     QSignalSpy codes(&box, &BoardSelectorBox::boardCodeChanged);
     QSignalSpy texts(&box, &BoardSelectorBox::boardChanged);
 
     box.setStockCode(QStringLiteral("MOEX"));
-    QCOMPARE(items(box), QStringList({"Shares", "Bonds"}));
+    QCOMPARE(items(box), QStringList({ "Shares", "Bonds" }));
     QCOMPARE(box.getStockId(), 1);
     QTest::keyClicks(box.lineEdit(), QStringLiteral("Bonds"));
     QCOMPARE(lastArguments(ids).value(0).toInt(), 2);
@@ -234,7 +235,7 @@ void TestSelectorBoxes::boardBox()
     ids.clear();
     box.setStockId(2);
     QCOMPARE(box.getStockCode(), QStringLiteral("SPBX"));
-    QCOMPARE(items(box), QStringList({"Foreign shares"}));
+    QCOMPARE(items(box), QStringList({ "Foreign shares" }));
     QCOMPARE(box.currentIndex(), -1);
     QCOMPARE(box.getBoard(), QString());
     QCOMPARE(lastArguments(ids).value(0).toInt(), 0);
@@ -249,7 +250,7 @@ void TestSelectorBoxes::boardBox()
     box.setStockCode(QString());
     box.setBoardCode(QStringLiteral("TQBR"));
     box.setBoardFlagsOnFilter(0x2);
-    QCOMPARE(items(box), QStringList({"Shares"}));
+    QCOMPARE(items(box), QStringList({ "Shares" }));
     QCOMPARE(box.getBoardCode(), QStringLiteral("TQBR"));
     box.setBoardFlagsOffFilter(0x2);
     QCOMPARE(items(box), QStringList());
@@ -289,7 +290,7 @@ void TestSelectorBoxes::replacedOrRefilledModelLeavesNoStaleChoice()
     QCOMPARE(replacement->QObject::parent(), &stocks);
     QCOMPARE(stocks.currentIndex(), -1);
     QCOMPARE(stocks.getStockId(), 0);
-    QCOMPARE(items(stocks), QStringList({"Moscow"}));
+    QCOMPARE(items(stocks), QStringList({ "Moscow" }));
 
     market.table(QStringLiteral("boards"))->clear();
     boards.sourceModel()->populate();
@@ -329,7 +330,7 @@ void TestSelectorBoxes::boundFormFiltersBoardsByStock()
     QCOMPARE(properties.values().value(QStringLiteral("Stock")).toString(), QStringLiteral("MOEX"));
     QCOMPARE(properties.values().value(QStringLiteral("StockName")).toString(), QStringLiteral("Moscow"));
     QCOMPARE(boards->getStockCode(), QStringLiteral("MOEX"));
-    QCOMPARE(items(*boards), QStringList({"Shares", "Bonds"}));
+    QCOMPARE(items(*boards), QStringList({ "Shares", "Bonds" }));
 
     QTest::keyClicks(boards->lineEdit(), QStringLiteral("Bonds"));
     QCOMPARE(properties.values().value(QStringLiteral("BoardCode")).toString(), QStringLiteral("TQOB"));
@@ -337,19 +338,19 @@ void TestSelectorBoxes::boundFormFiltersBoardsByStock()
 
     retype(*stocks, QStringLiteral("Petersburg"));
     QCOMPARE(boards->getStockCode(), QStringLiteral("SPBX"));
-    QCOMPARE(items(*boards), QStringList({"Foreign shares"}));
+    QCOMPARE(items(*boards), QStringList({ "Foreign shares" }));
     QCOMPARE(boards->getBoard(), QString());
     QCOMPARE(properties.values().value(QStringLiteral("BoardCode")).toString(), QString());
     QCOMPARE(properties.values().value(QStringLiteral("BoardId")).toString(), QStringLiteral("0"));
 
     // From the store back into the boxes: names go in ascending order, so a
     // board given with its stock is set before the stock and then cleared.
-    properties.setValues(Values{{QStringLiteral("Stock"), QStringLiteral("MOEX")},
-        {QStringLiteral("BoardCode"), QStringLiteral("TQBR")}});
+    properties.setValues(Values { { QStringLiteral("Stock"), QStringLiteral("MOEX") },
+        { QStringLiteral("BoardCode"), QStringLiteral("TQBR") } });
     QCOMPARE(stocks->currentText(), QStringLiteral("Moscow"));
-    QCOMPARE(items(*boards), QStringList({"Shares", "Bonds"}));
+    QCOMPARE(items(*boards), QStringList({ "Shares", "Bonds" }));
     QCOMPARE(boards->currentText(), QString());
-    properties.setValues(Values{{QStringLiteral("BoardCode"), QStringLiteral("TQBR")}});
+    properties.setValues(Values { { QStringLiteral("BoardCode"), QStringLiteral("TQBR") } });
     QCOMPARE(boards->currentText(), QStringLiteral("Shares"));
     QCOMPARE(properties.values().value(QStringLiteral("BoardId")).toString(), QStringLiteral("1"));
 }

@@ -81,7 +81,7 @@ void TestSelectorModels::stockOrderAndProtocol()
     model.populate();
 
     // By code; equal codes in the reverse of their index order.
-    QCOMPARE(column(model, StockSelectorModel::StockIdRole), QList<int>({2, 5, 4, 1, 3}));
+    QCOMPARE(column(model, StockSelectorModel::StockIdRole), QList<int>({ 2, 5, 4, 1, 3 }));
     QCOMPARE(model.index(1, 0).data(Qt::EditRole).toString(), QStringLiteral("Moscow third"));
     QCOMPARE(model.index(0, 0).data(258).toString(), QStringLiteral("ARVENTA"));
     QVERIFY(!model.index(0, 0).data(Qt::CheckStateRole).isValid());
@@ -107,33 +107,38 @@ void TestSelectorModels::idReadsSaturate()
 {
     SelectorMarket market(false);
     market.core->database()->createTable(QStringLiteral("stocks"),
-        {{QStringLiteral("stock_id"), FieldType::Int64}, {QStringLiteral("stock_code"), FieldType::String},
-            {QStringLiteral("name"), FieldType::String}},
-        {QStringLiteral("stock_code")});
+        { { QStringLiteral("stock_id"), FieldType::Int64 },
+            { QStringLiteral("stock_code"), FieldType::String },
+            { QStringLiteral("name"), FieldType::String } },
+        { QStringLiteral("stock_code") });
     market.addStock(0, QStringLiteral("A"), QStringLiteral("big"));
-    market.table(QStringLiteral("stocks"))->update({{"stock_code", "A"}, {"stock_id", Q_INT64_C(5000000000)}});
+    market.table(QStringLiteral("stocks"))
+        ->update({ { "stock_code", "A" }, { "stock_id", Q_INT64_C(5000000000) } });
     market.addStock(0, QStringLiteral("B"), QStringLiteral("small"));
-    market.table(QStringLiteral("stocks"))->update({{"stock_code", "B"}, {"stock_id", Q_INT64_C(-5000000000)}});
+    market.table(QStringLiteral("stocks"))
+        ->update({ { "stock_code", "B" }, { "stock_id", Q_INT64_C(-5000000000) } });
     market.addStock(7, QStringLiteral("C"), QStringLiteral("plain"));
-    market.table(QStringLiteral("stocks"))->insert({{"stock_code", "D"}, {"name", "absent id"}});
+    market.table(QStringLiteral("stocks"))->insert({ { "stock_code", "D" }, { "name", "absent id" } });
 
     StockSelectorModel model;
     model.populate();
-    QCOMPARE(column(model, StockSelectorModel::StockIdRole), QList<int>({2147483647, -2147483647 - 1, 7, 0}));
+    QCOMPARE(
+        column(model, StockSelectorModel::StockIdRole), QList<int>({ 2147483647, -2147483647 - 1, 7, 0 }));
 }
 
 void TestSelectorModels::typeErrorKeepsRowsAndUnlocks()
 {
     SelectorMarket market(false);
     Table *stocks = market.core->database()->createTable(QStringLiteral("stocks"),
-        {{QStringLiteral("stock_id"), FieldType::String}, {QStringLiteral("stock_code"), FieldType::String},
-            {QStringLiteral("name"), FieldType::String}},
-        {QStringLiteral("stock_code")});
+        { { QStringLiteral("stock_id"), FieldType::String },
+            { QStringLiteral("stock_code"), FieldType::String },
+            { QStringLiteral("name"), FieldType::String } },
+        { QStringLiteral("stock_code") });
     // Absent ids read as 0; the first present text id is a type error.
-    stocks->insert({{"stock_code", "B"}, {"name", "Bravo"}});
-    stocks->insert({{"stock_code", "A"}, {"name", "Alpha"}});
-    stocks->insert({{"stock_code", "C"}, {"name", "Charlie"}, {"stock_id", "12"}});
-    stocks->insert({{"stock_code", "D"}, {"name", "Delta"}});
+    stocks->insert({ { "stock_code", "B" }, { "name", "Bravo" } });
+    stocks->insert({ { "stock_code", "A" }, { "name", "Alpha" } });
+    stocks->insert({ { "stock_code", "C" }, { "name", "Charlie" }, { "stock_id", "12" } });
+    stocks->insert({ { "stock_code", "D" }, { "name", "Delta" } });
 
     StockSelectorModel model;
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
@@ -144,14 +149,14 @@ void TestSelectorModels::typeErrorKeepsRowsAndUnlocks()
         QCOMPARE(error.message(), QStringLiteral("Incorrect type conversion."));
     }
     QVERIFY(lockFree(stocks));
-    QCOMPARE(names(model), QStringList({QStringLiteral("Alpha"), QStringLiteral("Bravo")}));
+    QCOMPARE(names(model), QStringList({ QStringLiteral("Alpha"), QStringLiteral("Bravo") }));
     QCOMPARE(resets.count(), 0);
 }
 
 void TestSelectorModels::checkMarksAndStockNotice()
 {
     SelectorMarket market;
-    for (int id : {3, 1, 2})
+    for (int id : { 3, 1, 2 })
         market.addStock(id, QStringLiteral("S%1").arg(id), QStringLiteral("Stock %1").arg(id));
     StockSelectorModel model;
     model.populate();
@@ -178,14 +183,14 @@ void TestSelectorModels::checkMarksAndStockNotice()
     QMetaObject::invokeMethod(&model, "sendStocksChanged");
     QCOMPARE(notices.count(), 1);
     QCOMPARE(notices.at(0).at(0).toBool(), true);
-    QCOMPARE(notices.at(0).at(1).value<Stocks>(), Stocks({1, 3}));
+    QCOMPARE(notices.at(0).at(1).value<Stocks>(), Stocks({ 1, 3 }));
 
     // The "all" switch.
     QVERIFY(model.setData(QModelIndex(), 1, Qt::CheckStateRole));
     QCOMPARE(resets.count(), 1);
     QMetaObject::invokeMethod(&model, "sendStocksChanged");
     QCOMPARE(notices.at(1).at(0).toBool(), false);
-    QCOMPARE(notices.at(1).at(1).value<Stocks>(), Stocks({1, 2, 3}));
+    QCOMPARE(notices.at(1).at(1).value<Stocks>(), Stocks({ 1, 2, 3 }));
     QVERIFY(model.setData(QModelIndex(), 0, Qt::CheckStateRole));
     QMetaObject::invokeMethod(&model, "sendStocksChanged");
     QCOMPARE(notices.at(2).at(0).toBool(), true);
@@ -206,8 +211,8 @@ void TestSelectorModels::boardOrderRestrictionAndAt()
     BoardSelectorModel model;
     model.populate();
     QCOMPARE(names(model),
-        QStringList({QStringLiteral("Currency"), QStringLiteral("Shares twin"), QStringLiteral("Shares"),
-            QStringLiteral("Bonds"), QStringLiteral("Main SPB")}));
+        QStringList({ QStringLiteral("Currency"), QStringLiteral("Shares twin"), QStringLiteral("Shares"),
+            QStringLiteral("Bonds"), QStringLiteral("Main SPB") }));
     const QModelIndex first = model.index(0, 0);
     QCOMPARE(first.data(257).toString(), QStringLiteral("2,1"));
     QCOMPARE(first.data(258).toInt(), 1);
@@ -222,20 +227,20 @@ void TestSelectorModels::boardOrderRestrictionAndAt()
     QCOMPARE(model.at(-1).count(), 0);
 
     // Restrictions wait for the next fill.
-    model.setFilterBoards({boardid(1, 3), boardid(2, 1), boardid(7, 7)});
+    model.setFilterBoards({ boardid(1, 3), boardid(2, 1), boardid(7, 7) });
     QCOMPARE(model.rowCount(), 5);
     model.populate();
-    QCOMPARE(names(model), QStringList({QStringLiteral("Shares"), QStringLiteral("Main SPB")}));
+    QCOMPARE(names(model), QStringList({ QStringLiteral("Shares"), QStringLiteral("Main SPB") }));
     model.setFilterBoards({});
     model.setForPositions(true);
     model.populate();
-    QCOMPARE(names(model), QStringList({QStringLiteral("Shares"), QStringLiteral("Main SPB")}));
-    model.setFilterBoards({boardid(1, 2), boardid(2, 1)});
+    QCOMPARE(names(model), QStringList({ QStringLiteral("Shares"), QStringLiteral("Main SPB") }));
+    model.setFilterBoards({ boardid(1, 2), boardid(2, 1) });
     model.populate();
-    QCOMPARE(names(model), QStringList({QStringLiteral("Main SPB")}));
+    QCOMPARE(names(model), QStringList({ QStringLiteral("Main SPB") }));
 
     // A row whose board left the table finds no record.
-    boards->remove({{"stock_id", 2}, {"board_id", 1}});
+    boards->remove({ { "stock_id", 2 }, { "board_id", 1 } });
     QCOMPARE(model.at(0).count(), 0);
 }
 
@@ -261,7 +266,7 @@ void TestSelectorModels::boardNoticesCoalesce()
     QCoreApplication::processEvents();
     QCOMPARE(notices.count(), 2);
     QCOMPARE(notices.at(1).at(0).toBool(), true);
-    QCOMPARE(notices.at(1).at(1).value<Boards>(), Boards({Board(1, 9), Board(2, 5)}));
+    QCOMPARE(notices.at(1).at(1).value<Boards>(), Boards({ Board(1, 9), Board(2, 5) }));
 
     // The "all" switch posts nothing.
     QVERIFY(model.setData(QModelIndex(), 1, Qt::CheckStateRole));
@@ -272,7 +277,7 @@ void TestSelectorModels::boardNoticesCoalesce()
     model.populate();
     QTRY_COMPARE(notices.count(), 3);
     QCOMPARE(notices.at(2).at(0).toBool(), false);
-    QCOMPARE(notices.at(2).at(1).value<Boards>(), Boards({Board(1, 1), Board(1, 9), Board(2, 5)}));
+    QCOMPARE(notices.at(2).at(1).value<Boards>(), Boards({ Board(1, 1), Board(1, 9), Board(2, 5) }));
 }
 
 void TestSelectorModels::filteredBoards_data()
@@ -282,16 +287,19 @@ void TestSelectorModels::filteredBoards_data()
     QTest::addColumn<qlonglong>("flagsOff");
     QTest::addColumn<QStringList>("boards");
 
-    const QStringList all = {"TQBR", "CETS", "SPOT", "SWAP", "FX", "SPB"};
+    const QStringList all = { "TQBR", "CETS", "SPOT", "SWAP", "FX", "SPB" };
     QTest::newRow("no filter lists every stock together") << QString() << 0LL << 0LL << all;
-    QTest::newRow("one stock") << "MOEX" << 0LL << 0LL << QStringList({"TQBR"});
-    QTest::newRow("RFS takes the RFS boards of ARVENTA") << "RFS" << 0LL << 0LL << QStringList({"CETS", "SPOT", "FX"});
-    QTest::newRow("ARVENTA itself") << "ARVENTA" << 0LL << 0LL << QStringList({"CETS", "SPOT", "SWAP"});
+    QTest::newRow("one stock") << "MOEX" << 0LL << 0LL << QStringList({ "TQBR" });
+    QTest::newRow("RFS takes the RFS boards of ARVENTA")
+        << "RFS" << 0LL << 0LL << QStringList({ "CETS", "SPOT", "FX" });
+    QTest::newRow("ARVENTA itself") << "ARVENTA" << 0LL << 0LL << QStringList({ "CETS", "SPOT", "SWAP" });
     QTest::newRow("case matters") << "rfs" << 0LL << 0LL << QStringList();
     QTest::newRow("unknown stock") << "NONE" << 0LL << 0LL << QStringList();
-    QTest::newRow("flags on need every flag") << QString() << 0x3LL << 0LL << QStringList({"TQBR", "SPOT", "SPB"});
-    QTest::newRow("flags off win over flags on") << QString() << 0x1LL << 0x4LL << QStringList({"TQBR", "CETS", "SWAP", "SPB"});
-    QTest::newRow("stock and flags") << "RFS" << 0LL << 0x2LL << QStringList({"CETS", "FX"});
+    QTest::newRow("flags on need every flag")
+        << QString() << 0x3LL << 0LL << QStringList({ "TQBR", "SPOT", "SPB" });
+    QTest::newRow("flags off win over flags on")
+        << QString() << 0x1LL << 0x4LL << QStringList({ "TQBR", "CETS", "SWAP", "SPB" });
+    QTest::newRow("stock and flags") << "RFS" << 0LL << 0x2LL << QStringList({ "CETS", "FX" });
 }
 
 void TestSelectorModels::filteredBoards()
@@ -340,8 +348,9 @@ void TestSelectorModels::writerThreadDuringPopulate()
     std::atomic<bool> stop(false);
     std::thread writer([&] {
         for (int id = 501; !stop; ++id) {
-            stocks->insert({{"stock_id", id}, {"stock_code", QStringLiteral("W%1").arg(id % 13)}, {"name", "w"}});
-            stocks->remove({{"stock_id", id - 3}});
+            stocks->insert({ { "stock_id", id }, { "stock_code", QStringLiteral("W%1").arg(id % 13) },
+                { "name", "w" } });
+            stocks->remove({ { "stock_id", id - 3 } });
         }
     });
     StockSelectorModel model;
