@@ -120,6 +120,7 @@ private:
 Properties::Properties(QObject *parent)
     : QObject(parent)
     , changeTimer(new QTimer(this))
+    , destructionWatcher(new QObject(this))
 {
     connect(changeTimer, SIGNAL(timeout()), this, SIGNAL(hasChanged()));
     changeTimer->setSingleShot(true);
@@ -148,7 +149,7 @@ void Properties::setValue(const QString &name, const QString &value)
     }
     // Scheduled whether or not anything changed: callers rely on hasChanged()
     // following every setValue().
-    changeTimer->start();
+    scheduleHasChanged();
 }
 
 void Properties::setValues(const Values &values)
@@ -292,7 +293,7 @@ bool Properties::disconnectAll(QObject *root)
 void Properties::propertyChanged()
 {
     QObject *source = sender();
-    const auto signal = signalToProperty.constFind(Key{source, senderSignalIndex()});
+    const auto signal = notifyingSignal(source);
     if (signal == signalToProperty.cend())
         return;
     const Key propertyKey = *signal;
@@ -314,7 +315,29 @@ void Properties::propertyChanged()
         store.insert(name, text);
         writeToBound(name, text, source);
     }
-    changeTimer->start();
+    scheduleHasChanged();
+}
+
+QMap<Properties::Key, Properties::Key>::const_iterator Properties::notifyingSignal(QObject *source) const
+{
+    // Qt's senderSignalIndex() searches every connection made to this object;
+    // when the sender has only one bound notify signal, the map already knows
+    // which one it was.
+    const auto first = signalToProperty.lowerBound(Key{source, std::numeric_limits<int>::min()});
+    const auto next = first == signalToProperty.cend() ? first : std::next(first);
+    if (first != signalToProperty.cend() && first.key().object == source
+        && (next == signalToProperty.cend() || next.key().object != source))
+        return first;
+    return signalToProperty.constFind(Key{source, senderSignalIndex()});
+}
+
+void Properties::scheduleHasChanged()
+{
+    // Restarting a zero-interval single-shot timer that is already pending
+    // changes nothing but costs a timer re-registration per change, which a
+    // burst such as setValues() would pay a thousand times.
+    if (!changeTimer->isActive())
+        changeTimer->start();
 }
 
 template <typename Fn>
@@ -348,7 +371,10 @@ void Properties::trackDestruction(QObject *object, const QString &name)
     auto names = boundNames.find(object);
     if (names == boundNames.end()) {
         names = boundNames.insert(object, {});
-        connect(object, &QObject::destroyed, this, &Properties::objectDestroyed);
+        // Received by a child rather than by this object: Qt's sender() looks
+        // through every connection made to the receiver, so keeping these off
+        // this object keeps each propagation cheaper.
+        connect(object, &QObject::destroyed, destructionWatcher, [this](QObject *gone) { objectDestroyed(gone); });
     }
     names->insert(name);
 }

@@ -93,6 +93,8 @@ private:
     template <typename Fn>
     void forEachBound(const QString &name, const QObject *skip, Fn fn);
     void writeToBound(const QString &name, const QString &text, const QObject *skip);
+    void scheduleHasChanged();
+    QMap<Key, Key>::const_iterator notifyingSignal(QObject *source) const;
     void trackDestruction(QObject *object, const QString &name);
     void objectDestroyed(QObject *object);
 
@@ -103,6 +105,8 @@ private:
     QTimer *changeTimer;
     QMultiMap<QObject *, QString> objProp;
 
+    // Receives the bound objects' destroyed() signals.
+    QObject *destructionWatcher;
     // Names each object was ever bound under, so that its keys can be found
     // in nameToProperties when it is destroyed.
     QHash<QObject *, QSet<QString>> boundNames;
