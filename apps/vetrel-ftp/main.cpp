@@ -196,6 +196,7 @@ private:
     bool get();
     bool put();
     bool size();
+    void useTransferType();
     bool mdtm();
     bool copy();
 
@@ -307,6 +308,7 @@ bool Session::printLines(bool nameList)
 bool Session::get()
 {
     const QString local = m_args.size() > 2 ? arg(2) : QFileInfo(arg(1)).fileName();
+    useTransferType();
     return m_client->DownloadFile(str(arg(1)), str(local), representation(), passive());
 }
 
@@ -316,12 +318,20 @@ bool Session::put()
     const bool unique = m_parser.isSet(m_o.unique);
     if (unique)
         m_client->SetResumeMode(false);
+    useTransferType();
     if (!m_client->UploadFile(str(arg(1)), str(remote), unique, representation(), passive()))
         return false;
     // The server names the file it chose in its preliminary reply ("150 FILE: name").
     if (unique)
         printLine(m_observer->lastPreliminaryReply());
     return true;
+}
+
+// Some servers answer SIZE in binary mode only, and the client asks SIZE
+// before a transfer sets its type: the type is set first.
+void Session::useTransferType()
+{
+    m_client->RepresentationType(representation());
 }
 
 bool Session::size()

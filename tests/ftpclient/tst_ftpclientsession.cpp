@@ -551,7 +551,7 @@ void TestFtpClientSession::abortStopsTheDownload()
 void TestFtpClientSession::emptyUploadSucceeds()
 {
     ScriptedFtpServer server;
-    server.reply("220 ready").answer("200 type").answer("550 no such file").expect().passive().answer("150 send");
+    server.reply("220 ready").answer("550 no such file").answer("200 type").expect().passive().answer("150 send");
     server.receiveData().reply("226 stored");
     CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
     QVERIFY(connect(client, server));
@@ -560,7 +560,7 @@ void TestFtpClientSession::emptyUploadSucceeds()
     COutputStream source("\r\n", "empty");
     QVERIFY(client.UploadFile(source, "e", false, CType::Image()));
     server.waitFinished();
-    QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "SIZE e", "PASV", "STOR e"}));
+    QCOMPARE(toQt(server.commands()), (QStringList{"SIZE e", "TYPE I", "PASV", "STOR e"}));
     QVERIFY(server.receivedData().empty());
 }
 
@@ -570,7 +570,7 @@ void TestFtpClientSession::brokenDownloadKeepsItsBytesForResuming()
     const tstring local = QString(dir.path() + "/part").toStdString();
     {
         ScriptedFtpServer server;
-        server.reply("220 ready").answer("200 type").answer("213 10").expect().passive().answer("150 here");
+        server.reply("220 ready").answer("213 10").answer("200 type").expect().passive().answer("150 here");
         server.sendData("01234").pause(2500);
         CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
         client.SetResumeMode(false);
@@ -585,13 +585,13 @@ void TestFtpClientSession::brokenDownloadKeepsItsBytesForResuming()
     QCOMPARE(part.size(), qint64(5));
     {
         ScriptedFtpServer server;
-        server.reply("220 ready").answer("200 type").answer("213 10").expect().passive().answer("350 rest");
+        server.reply("220 ready").answer("213 10").answer("200 type").expect().passive().answer("350 rest");
         server.answer("150 here").sendData("56789").closeData().reply("226 done");
         CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
         QVERIFY(connect(client, server));
         QVERIFY(client.DownloadFile("f", local, CType::Image()));
         server.waitFinished();
-        QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "SIZE f", "PASV", "REST 5", "RETR f"}));
+        QCOMPARE(toQt(server.commands()), (QStringList{"SIZE f", "TYPE I", "PASV", "REST 5", "RETR f"}));
     }
     QVERIFY(part.open(QIODevice::ReadOnly));
     QCOMPARE(part.readAll(), QByteArray("0123456789"));

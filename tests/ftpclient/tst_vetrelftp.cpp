@@ -168,8 +168,15 @@ void TestVetrelFtp::everyCommandEndToEnd()
 
     QVERIFY(writeTestFile(server.localPath("/pub/part.bin"), contents.left(4096)));
     QVERIFY(QFile::setPermissions(server.localPath("/pub/part.bin"), QFile::Permissions(0x6666)));
-    QCOMPARE(ok({"put", "--resume", name, "part.bin"}), QString());
-    QVERIFY(readTestFile(server.localPath("/pub/part.bin")) == contents);
+    // A resumed upload sends REST and then APPE, which pyftpdlib refuses.
+    if (&server == m_vsftpd.get()) {
+        QCOMPARE(ok({"put", "--resume", name, "part.bin"}), QString());
+        QVERIFY(readTestFile(server.localPath("/pub/part.bin")) == contents);
+    } else {
+        const Run refused = run(base + QStringList{"put", "--resume", name, "part.bin"});
+        QCOMPARE(refused.exitCode, 1);
+        QVERIFY2(refused.err.contains("APPE"), qPrintable(refused.err));
+    }
     QVERIFY(ok({"put", "--unique", name}).contains("FILE"));
 
     QCOMPARE(ok({"rename", name, "moved.bin"}), QString());

@@ -127,9 +127,7 @@ tstring ReplyParameter(const CFTPClient::CReply& Reply)
 
 bool IsRestartable(const CCommand& Command)
 {
-    // APPE appends at the end by definition; servers such as pyftpdlib refuse
-    // it while a REST is pending, so only RETR and STOR are restarted.
-    return Command == CCommand::cmdRETR || Command == CCommand::cmdSTOR;
+    return Command == CCommand::cmdRETR || Command == CCommand::cmdSTOR || Command == CCommand::cmdAPPE;
 }
 
 }
@@ -959,9 +957,10 @@ bool CFTPClient::DownloadFile(const tstring& strRemoteFile, ITransferNotificatio
         return false;
     }
 
-    // TYPE goes first: some servers answer SIZE only in binary mode.
+    // The size only informs the observers; a server that cannot tell (some
+    // answer SIZE in binary mode only) gives 0.
     long lRemoteFileSize = 0;
-    if (RepresentationType(repType) != 0 || FileSize(strRemoteFile, lRemoteFileSize) != 0)
+    if (FileSize(strRemoteFile, lRemoteFileSize) != 0)
         lRemoteFileSize = 0;
 
     const tstring strLocalName = Observer.GetLocalStreamName();
@@ -992,10 +991,9 @@ bool CFTPClient::UploadFile(ITransferNotification& Observer, const tstring& strR
 
     CCommand cmd = fStoreUnique ? CCommand::cmdSTOU : CCommand::cmdSTOR;
     long lRemoteFileSize = 0;
-    // TYPE goes first: some servers answer SIZE only in binary mode. A unique
-    // store never resumes: appending would change a file that is not ours.
-    if (m_fResumeIfPossible && !fStoreUnique && RepresentationType(repType) == 0 && FileSize(strRemoteFile, lRemoteFileSize) == 0
-        && lRemoteFileSize > 0 && static_cast<unsigned long>(lRemoteFileSize) <= UINT_MAX) {
+    // With resume on, a remote file that already has bytes is completed by
+    // APPE from where it ends.
+    if (m_fResumeIfPossible && FileSize(strRemoteFile, lRemoteFileSize) == 0 && lRemoteFileSize > 0 && static_cast<unsigned long>(lRemoteFileSize) <= UINT_MAX) {
         cmd = CCommand::cmdAPPE;
         Observer.SetLocalStreamOffset(static_cast<unsigned int>(lRemoteFileSize));
     } else {
