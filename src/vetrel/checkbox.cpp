@@ -5,8 +5,7 @@
 
 CheckBox::CheckBox(QWidget *parent)
     : QCheckBox(parent)
-{
-}
+{ }
 
 QString CheckBox::getValue() const
 {

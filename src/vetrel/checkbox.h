@@ -17,8 +17,8 @@ class VETREL_EXPORT CheckBox : public QCheckBox
 {
     Q_OBJECT
     Q_CLASSINFO("Properties", "this")
-    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
-                   DESIGNABLE true USER true)
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true SCRIPTABLE true DESIGNABLE true USER true)
 
 public:
     explicit CheckBox(QWidget *parent = nullptr);

@@ -22,8 +22,7 @@ QString firstRowStartingWith(const QAbstractItemModel *model, const QString &inp
 
 ComboBoxValidator::ComboBoxValidator(QObject *parent)
     : QValidator(parent)
-{
-}
+{ }
 
 void ComboBoxValidator::setModel(QAbstractItemModel *model)
 {

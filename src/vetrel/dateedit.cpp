@@ -33,15 +33,16 @@ QString canonicalText(qint64 msecs)
 // Qt would be local time, shifted or refused in a daylight-saving gap.
 qint64 parseValue(const QString &text)
 {
-    struct Notation {
+    struct Notation
+    {
         QString date;
         QString time; // empty: a date alone, meaning midnight
     };
     static const Notation notations[] = {
-        {QStringLiteral("yyyy.MM.dd"), QStringLiteral("HH:mm:ss.zzz")},
-        {QStringLiteral("yyyy-MM-dd"), QStringLiteral("HH:mm:ss")},
-        {QStringLiteral("yyyy.MM.dd"), QString()},
-        {QStringLiteral("yyyy-MM-dd"), QString()},
+        { QStringLiteral("yyyy.MM.dd"), QStringLiteral("HH:mm:ss.zzz") },
+        { QStringLiteral("yyyy-MM-dd"), QStringLiteral("HH:mm:ss") },
+        { QStringLiteral("yyyy.MM.dd"), QString() },
+        { QStringLiteral("yyyy-MM-dd"), QString() },
     };
     const int blank = text.indexOf(QLatin1Char(' '));
     for (const Notation &notation : notations) {

@@ -21,8 +21,8 @@ class VETREL_EXPORT DateEdit : public QComboBox
 {
     Q_OBJECT
     Q_CLASSINFO("Properties", "thisOnly")
-    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
-                   DESIGNABLE true USER true)
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true SCRIPTABLE true DESIGNABLE true USER true)
 
 public:
     explicit DateEdit(QWidget *parent = nullptr);

@@ -5,8 +5,7 @@
 
 DateValidator::DateValidator(QObject *parent)
     : QValidator(parent)
-{
-}
+{ }
 
 QValidator::State DateValidator::validate(QString &input, int &) const
 {

@@ -2,8 +2,7 @@
 
 GroupBox::GroupBox(QWidget *parent)
     : QGroupBox(parent)
-{
-}
+{ }
 
 void GroupBox::prop_Value_changed(const QString &newValue)
 {

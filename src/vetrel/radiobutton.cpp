@@ -5,8 +5,7 @@
 
 RadioButton::RadioButton(QWidget *parent)
     : QRadioButton(parent)
-{
-}
+{ }
 
 QString RadioButton::getValue() const
 {

@@ -16,8 +16,8 @@ class VETREL_EXPORT RadioButton : public QRadioButton
 {
     Q_OBJECT
     Q_CLASSINFO("Properties", "this")
-    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
-                   DESIGNABLE true USER true)
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true SCRIPTABLE true DESIGNABLE true USER true)
 
 public:
     explicit RadioButton(QWidget *parent = nullptr);

@@ -3,8 +3,8 @@
 VetrelComboBox::VetrelComboBox(QWidget *parent)
     : QComboBox(parent)
 {
-    connect(this, qOverload<int>(&QComboBox::currentIndexChanged), this,
-            &VetrelComboBox::onCurrentIndexChanged);
+    connect(
+        this, qOverload<int>(&QComboBox::currentIndexChanged), this, &VetrelComboBox::onCurrentIndexChanged);
 }
 
 QString VetrelComboBox::getValue() const

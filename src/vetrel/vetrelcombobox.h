@@ -17,8 +17,8 @@ class VETREL_EXPORT VetrelComboBox : public QComboBox
 {
     Q_OBJECT
     Q_CLASSINFO("Properties", "thisOnly")
-    Q_PROPERTY(QVariant Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
-                   DESIGNABLE true USER true)
+    Q_PROPERTY(QVariant Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true SCRIPTABLE true DESIGNABLE true USER true)
 
 public:
     explicit VetrelComboBox(QWidget *parent = nullptr);

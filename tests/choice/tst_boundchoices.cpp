@@ -68,7 +68,7 @@ void TestBoundChoices::radioButtonsOfOneGroup()
     sell->setProperty("value", QStringLiteral("S"));
     auto *echo = bound<LineEdit>(&form, QStringLiteral("Side"));
 
-    Properties properties(Values{{QStringLiteral("Side"), QStringLiteral("S")}});
+    Properties properties(Values { { QStringLiteral("Side"), QStringLiteral("S") } });
     QVERIFY(properties.connectAll(&form));
     QVERIFY(sell->isChecked());
     QVERIFY(!buy->isChecked());
@@ -157,7 +157,7 @@ void TestBoundChoices::comboBoxFromTheStore()
     board->addItem(QStringLiteral("Repo"), QStringLiteral("REPO"));
     auto *echo = bound<LineEdit>(&form, QStringLiteral("Board"));
 
-    Properties properties(Values{{QStringLiteral("Board"), 12}});
+    Properties properties(Values { { QStringLiteral("Board"), 12 } });
     QVERIFY(properties.connectAll(&form));
     QCOMPARE(board->currentIndex(), 1);
     QCOMPARE(echo->text(), QStringLiteral("12"));
@@ -183,7 +183,8 @@ void TestBoundChoices::comboBoxFromTheStore()
     // The user's pick is stored as text.
     board->showPopup();
     QAbstractItemView *list = board->view();
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(board->model()->index(2, 0)).center());
+    QTest::mouseClick(
+        list->viewport(), Qt::LeftButton, {}, list->visualRect(board->model()->index(2, 0)).center());
     QCOMPARE(board->currentIndex(), 2);
     QCOMPARE(stored(properties, QStringLiteral("Board")), QStringLiteral("REPO"));
     QCOMPARE(properties.values().value(QStringLiteral("Board")).userType(), int(QMetaType::QString));

@@ -80,7 +80,8 @@ void TestChoiceWidgets::comboBox()
     // The user picks the other FORTS item: nothing new for the form.
     box.showPopup();
     QAbstractItemView *list = box.view();
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(box.model()->index(1, 0)).center());
+    QTest::mouseClick(
+        list->viewport(), Qt::LeftButton, {}, list->visualRect(box.model()->index(1, 0)).center());
     QTRY_VERIFY(!list->isVisible());
     QCOMPARE(box.currentIndex(), 1);
     QCOMPARE(spy.count(), 0);
@@ -104,8 +105,8 @@ void TestChoiceWidgets::radioButtons()
     sell->setProperty("value", QStringLiteral("S"));
     QSignalSpy spy(buy, &RadioButton::changedValue);
 
-    for (const QString &value : {QStringLiteral("S"), QStringLiteral("B")}) {
-        for (RadioButton *button : {buy, sell})
+    for (const QString &value : { QStringLiteral("S"), QStringLiteral("B") }) {
+        for (RadioButton *button : { buy, sell })
             button->setValue(value);
         QCOMPARE(buy->isChecked(), value == QLatin1String("B"));
         QCOMPARE(sell->isChecked(), value == QLatin1String("S"));

@@ -51,8 +51,8 @@ void TestComboBox::validate()
     QFETCH(int, state);
     QFETCH(QString, fixed);
 
-    QStringListModel model({QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta"),
-                            QStringLiteral("Сбербанк")});
+    QStringListModel model({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta"),
+        QStringLiteral("Сбербанк") });
     ComboBoxValidator validator;
     validator.setModel(&model);
     QCOMPARE(int(validated(&validator, input)), state);
@@ -100,7 +100,7 @@ void TestComboBox::construction()
 
     // A replaced model is followed by both, so the validator never judges
     // against the deleted default model.
-    QStringListModel markets({QStringLiteral("MICEX"), QStringLiteral("FORTS")});
+    QStringListModel markets({ QStringLiteral("MICEX"), QStringLiteral("FORTS") });
     box.setModel(&markets);
     QCOMPARE(validator->model(), &markets);
     QCOMPARE(box.completer()->model(), &markets);
@@ -114,7 +114,7 @@ void TestComboBox::construction()
 void TestComboBox::typingAndPopup()
 {
     ComboBox box;
-    box.addItems({QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta")});
+    box.addItems({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta") });
     box.setCurrentIndex(-1);
     box.lineEdit()->setValidator(box.comboBoxValidator());
     box.show();

@@ -66,7 +66,7 @@ void TestDateEdit::initTestCase()
     QVERIFY2(name == QLatin1String("ru_RU") || name == QLatin1String("en_US"), qPrintable(name));
     m_russian = name == QLatin1String("ru_RU");
     QCOMPARE(QLocale::system().dateFormat(QLocale::ShortFormat),
-             m_russian ? QStringLiteral("dd.MM.yyyy") : QStringLiteral("M/d/yy"));
+        m_russian ? QStringLiteral("dd.MM.yyyy") : QStringLiteral("M/d/yy"));
 }
 
 void TestDateEdit::construction()
@@ -97,6 +97,7 @@ void TestDateEdit::setValue_data()
     QTest::addColumn<QString>("ruText");
     QTest::addColumn<QString>("enText");
 
+    // clang-format off
     QTest::newRow("canonical") << "2024.02.01 10:20:30.400" << "2024.02.01 10:20:30.400" << "01.02.2024"
                                << "2/1/24";
     QTest::newRow("date and seconds") << "2024-02-01 10:20:30" << "2024.02.01 10:20:30.000" << "01.02.2024"
@@ -123,6 +124,7 @@ void TestDateEdit::setValue_data()
     QTest::newRow("two blanks") << "2024.02.01  10:20:30.400" << "" << "" << "";
     QTest::newRow("words") << "tomorrow" << "" << "" << "";
     QTest::newRow("empty") << "" << "" << "" << "";
+    // clang-format on
 }
 
 void TestDateEdit::setValue()
@@ -139,7 +141,7 @@ void TestDateEdit::setValue()
     edit.setValue(input);
     QCOMPARE(edit.getValue(), value);
     QCOMPARE(edit.property("Value").toString(), value);
-    QCOMPARE(emitted(spy), QStringList{value});
+    QCOMPARE(emitted(spy), QStringList { value });
     QCOMPARE(edit.lineEdit()->text(), m_russian ? ruText : enText);
     QVERIFY(edit.lineEdit()->styleSheet() != red || value == QLatin1String("1970.01.01 00:00:00.001"));
 
@@ -149,7 +151,7 @@ void TestDateEdit::setValue()
     QCOMPARE(spy.count(), 0);
     if (input != value) {
         edit.setValue(input);
-        QCOMPARE(emitted(spy), QStringList{value});
+        QCOMPARE(emitted(spy), QStringList { value });
     }
 }
 
@@ -159,10 +161,18 @@ void TestDateEdit::typing_data()
     QTest::addColumn<QString>("enTyped");
     QTest::addColumn<QString>("value");
 
-    QTest::newRow("new year's eve") << "31.12.2023" << "12/31/23" << "2023.12.31 00:00:00.000";
-    QTest::newRow("leap day") << "29.02.2024" << "2/29/24" << "2024.02.29 00:00:00.000";
-    QTest::newRow("last two-digit year") << "31.12.2099" << "12/31/99" << "2099.12.31 00:00:00.000";
-    QTest::newRow("first day of 2000") << "01.01.2000" << "1/1/00" << "2000.01.01 00:00:00.000";
+    QTest::newRow("new year's eve") << "31.12.2023"
+                                    << "12/31/23"
+                                    << "2023.12.31 00:00:00.000";
+    QTest::newRow("leap day") << "29.02.2024"
+                              << "2/29/24"
+                              << "2024.02.29 00:00:00.000";
+    QTest::newRow("last two-digit year") << "31.12.2099"
+                                         << "12/31/99"
+                                         << "2099.12.31 00:00:00.000";
+    QTest::newRow("first day of 2000") << "01.01.2000"
+                                       << "1/1/00"
+                                       << "2000.01.01 00:00:00.000";
 }
 
 void TestDateEdit::typing()
@@ -181,7 +191,7 @@ void TestDateEdit::typing()
     // Emptied: no date, and an empty field is not an error.
     edit.lineEdit()->selectAll();
     QTest::keyClick(edit.lineEdit(), Qt::Key_Backspace);
-    QCOMPARE(emitted(spy), QStringList{QString()});
+    QCOMPARE(emitted(spy), QStringList { QString() });
     QCOMPARE(edit.lineEdit()->styleSheet(), QString());
 
     // Half-typed: red, and nothing more is announced.
@@ -194,12 +204,12 @@ void TestDateEdit::typing()
     QTest::keyClicks(edit.lineEdit(), typed.right(1));
     QCOMPARE(edit.lineEdit()->text(), typed); // not rewritten while typing
     QCOMPARE(edit.lineEdit()->styleSheet(), QString());
-    QCOMPARE(emitted(spy), QStringList{value});
+    QCOMPARE(emitted(spy), QStringList { value });
     QCOMPARE(edit.getValue(), value);
 
     // Overtyping a complete date with a wrong one: one empty value, red again.
     retype(edit, m_russian ? QStringLiteral("31.02.2024") : QStringLiteral("2/31/24"));
-    QCOMPARE(emitted(spy), QStringList{QString()});
+    QCOMPARE(emitted(spy), QStringList { QString() });
     QCOMPARE(edit.lineEdit()->styleSheet(), red);
     QCOMPARE(edit.count(), 0);
 }
@@ -223,7 +233,7 @@ void TestDateEdit::downKeyOpensCalendarOnToday()
     QVERIFY(!calendar->isVisible());
 
     // On a date far from today, and on one the calendar's own range ends at.
-    for (const QString &value : {QStringLiteral("1965.06.15 12:00:00.000"), QStringLiteral("9999.12.31")}) {
+    for (const QString &value : { QStringLiteral("1965.06.15 12:00:00.000"), QStringLiteral("9999.12.31") }) {
         edit.setValue(value);
         edit.showPopup();
         QCOMPARE(calendar->selectedDate(), QDate::fromString(value.left(10), QStringLiteral("yyyy.MM.dd")));
@@ -245,7 +255,7 @@ void TestDateEdit::pickingDays()
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
     QTRY_VERIFY(!calendar->isVisible());
-    QCOMPARE(emitted(spy), QStringList{QStringLiteral("1965.06.04 00:00:00.000")});
+    QCOMPARE(emitted(spy), QStringList { QStringLiteral("1965.06.04 00:00:00.000") });
     QCOMPARE(edit.lineEdit()->text(), m_russian ? QStringLiteral("04.06.1965") : QStringLiteral("6/4/65"));
 
     // Mouse: a double click on the 15th of the month shown.
@@ -272,7 +282,7 @@ void TestDateEdit::pickingDays()
     // The second click of a real double click arrives as press, double click, release.
     QTest::mouseDClick(days->viewport(), Qt::LeftButton, {}, centre);
     QTRY_VERIFY(!calendar->isVisible());
-    QCOMPARE(emitted(spy), QStringList{QStringLiteral("1965.06.15 00:00:00.000")});
+    QCOMPARE(emitted(spy), QStringList { QStringLiteral("1965.06.15 00:00:00.000") });
     QCOMPARE(edit.getValue(), QStringLiteral("1965.06.15 00:00:00.000"));
     QCOMPARE(edit.lineEdit()->styleSheet(), QString());
 }
@@ -286,7 +296,7 @@ void TestDateEdit::boundBesideLineEdit()
     auto *echo = new LineEdit(&form);
     expiry->setProperty("field", QStringLiteral("Expiry"));
     echo->setProperty("field", QStringLiteral("Expiry"));
-    Properties properties(Values{{QStringLiteral("Expiry"), QStringLiteral("2024-03-10 02:30:00")}});
+    Properties properties(Values { { QStringLiteral("Expiry"), QStringLiteral("2024-03-10 02:30:00") } });
     QVERIFY(properties.connectAll(&form));
 
     // The date editor announces the value in its own notation, and the form
@@ -295,12 +305,14 @@ void TestDateEdit::boundBesideLineEdit()
     QCOMPARE(expiry->getValue(), gap);
     QCOMPARE(properties.values().value(QStringLiteral("Expiry")).toString(), gap);
     QCOMPARE(echo->text(), gap);
-    QCOMPARE(expiry->lineEdit()->text(), m_russian ? QStringLiteral("10.03.2024") : QStringLiteral("3/10/24"));
+    QCOMPARE(
+        expiry->lineEdit()->text(), m_russian ? QStringLiteral("10.03.2024") : QStringLiteral("3/10/24"));
 
     form.show();
     QVERIFY(QTest::qWaitForWindowExposed(&form));
     retype(*expiry, m_russian ? QStringLiteral("05.11.1955") : QStringLiteral("11/5/55"));
-    const QString typed = m_russian ? QStringLiteral("1955.11.05 00:00:00.000") : QStringLiteral("2055.11.05 00:00:00.000");
+    const QString typed
+        = m_russian ? QStringLiteral("1955.11.05 00:00:00.000") : QStringLiteral("2055.11.05 00:00:00.000");
     QCOMPARE(properties.values().value(QStringLiteral("Expiry")).toString(), typed);
     QCOMPARE(echo->text(), typed);
 

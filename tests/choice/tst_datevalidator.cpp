@@ -64,8 +64,8 @@ void TestDateValidator::judge()
 
     QString text = input;
     int pos = text.size();
-    const QValidator::State expected =
-        (isDate || input.isEmpty()) ? QValidator::Acceptable : QValidator::Intermediate;
+    const QValidator::State expected
+        = (isDate || input.isEmpty()) ? QValidator::Acceptable : QValidator::Intermediate;
     QCOMPARE(validator.validate(text, pos), expected);
     QCOMPARE(text, input);
     QCOMPARE(pos, input.size());

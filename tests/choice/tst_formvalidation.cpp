@@ -78,30 +78,31 @@ void TestFormValidation::paintsAndRestores()
     const QString red = QStringLiteral("color: red");
     const auto styles = [&] {
         QStringList sheets;
-        for (Label *label : {priceCaption, priceNote, quantityCaption, rangeCaption, accountCaption, commentCaption})
+        for (Label *label :
+            { priceCaption, priceNote, quantityCaption, rangeCaption, accountCaption, commentCaption })
             sheets << (label->styleSheet() == red ? QStringLiteral("red") : label->styleSheet());
         return sheets.join(QLatin1Char('|'));
     };
 
-    validation.set({QStringLiteral("Quantity")});
+    validation.set({ QStringLiteral("Quantity") });
     QCOMPARE(styles(), QStringLiteral("||red||font-style: italic|"));
     // The next check's names replace the previous ones; the bold style is lost.
-    validation.set({QStringLiteral("Price"), QStringLiteral("Unknown")});
+    validation.set({ QStringLiteral("Price"), QStringLiteral("Unknown") });
     QCOMPARE(styles(), QStringLiteral("red|red|||font-style: italic|"));
-    for (const QString &name : {QStringLiteral("Low"), QStringLiteral("High")}) {
-        validation.set({name});
+    for (const QString &name : { QStringLiteral("Low"), QStringLiteral("High") }) {
+        validation.set({ name });
         QCOMPARE(styles(), QStringLiteral("|||red|font-style: italic|"));
     }
-    validation.set({QStringLiteral("Price"), QStringLiteral("Quantity")});
+    validation.set({ QStringLiteral("Price"), QStringLiteral("Quantity") });
     QCOMPARE(styles(), QStringLiteral("red|red|red||font-style: italic|"));
     validation.set({});
     QCOMPARE(styles(), QStringLiteral("||||font-style: italic|"));
 
     // Registering twice is harmless; captions can also be given directly.
     validation.setupPropWidgets(properties, &root);
-    validation.set({QStringLiteral("Price")});
+    validation.set({ QStringLiteral("Price") });
     QCOMPARE(styles(), QStringLiteral("red|red|||font-style: italic|"));
-    validation.setInvalidWidgets({accountCaption, price});
+    validation.setInvalidWidgets({ accountCaption, price });
     QCOMPARE(styles(), QStringLiteral("||||red|"));
     QCOMPARE(price->styleSheet(), QString()); // not a caption
     validation.setWidgetState(price, false);
