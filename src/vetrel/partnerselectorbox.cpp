@@ -154,6 +154,9 @@ void PartnerSelectorBox::populate()
         const int m_name;
     };
 
+    // A host without dealers, or no host at all (Qt Designer): an empty list.
+    if (!SelectorData::coreTable(QStringLiteral("kx.dealer")))
+        return;
     PartnersIndex partners;
     partners.build();
     partners.populateComboBox(this);

@@ -22,7 +22,8 @@ c++ -std=c++17 "$consumer/main.cpp" $flags -o "$work/vetrel-consumer-pc"
 (cd "$build" && cpack -G DEB -B "$work/deb" >/dev/null)
 contents=$(dpkg-deb -c "$work"/deb/*.deb)
 for file in "$libdir/libvetrel.so.1" "include/vetrel/properties.h" "$libdir/cmake/Vetrel/VetrelConfig.cmake" \
-            "$libdir/pkgconfig/vetrel.pc" "$translations/vetrel_en.qm"; do
+            "$libdir/pkgconfig/vetrel.pc" "$translations/vetrel_en.qm" \
+            "$libdir/qt5/plugins/designer/libvetrel_designer.so"; do
     grep -q -E -- "/$file( ->|\$)" <<<"$contents" || { echo "the Debian package lacks $file" >&2; exit 1; }
 done
 echo "package OK: $(basename "$work"/deb/*.deb)"
