@@ -42,7 +42,7 @@ const WidgetEntry::Description widgets[] = {
     {"VetrelComboBox", "vetrelcombobox.h", "List whose items carry the bound values", create<VetrelComboBox>, field, false},
     {"CheckBox", "checkbox.h", "Check box with a value for each state", create<CheckBox>, field, false},
     {"RadioButton", "radiobutton.h", "One choice of a group bound to one name", create<RadioButton>, field, false},
-    {"GroupBox", "groupbox.h", "Group that shows or hides by a bound value", create<GroupBox>, QSize(200, 100), true},
+    {"GroupBox", "groupbox.h", "Group box bound by name, e.g. over radio buttons", create<GroupBox>, QSize(200, 100), true},
     {"SliderGroup", "slidergroup.h", "Quantity with a slider", create<SliderGroup>, QSize(200, 80), false},
     {"PushButtonSend", "pushbuttonsend.h", "Button that sends the form", create<PushButtonSend>, QSize(90, 28), false},
     {"StockSelectorBox", "stockselectorbox.h", "Market selector", create<StockSelectorBox>, selector, false},
