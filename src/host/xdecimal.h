@@ -41,7 +41,11 @@ public:
     static int compare(const xdecimal &a, const xdecimal &b);
 
 private:
-    __int128 mantissa() const { return (__int128(m_high) << 64) | __int128(m_low); }
+    // Shifted unsigned: a left shift of a negative value is undefined.
+    __int128 mantissa() const
+    {
+        return static_cast<__int128>((static_cast<unsigned __int128>(static_cast<quint64>(m_high)) << 64) | m_low);
+    }
     void setMantissa(__int128 mantissa);
 
     // Two halves rather than one __int128: 8-byte alignment keeps database

@@ -16,7 +16,14 @@ constexpr unsigned int mapParts = XkbKeyTypesMask | XkbKeySymsMask | XkbModifier
 
 struct ClientMapFree
 {
-    void operator()(XkbDescPtr map) const { XkbFreeClientMap(map, mapParts, True); }
+    // XkbFreeClientMap gives back the map's parts but not the keyboard
+    // description XkbGetMap allocated around them; without XkbFreeKeyboard
+    // every decimal-key lookup would leak it.
+    void operator()(XkbDescPtr map) const
+    {
+        XkbFreeClientMap(map, mapParts, True);
+        XkbFreeKeyboard(map, 0, True);
+    }
 };
 using ClientMap = std::unique_ptr<XkbDescRec, ClientMapFree>;
 

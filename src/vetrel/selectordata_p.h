@@ -29,7 +29,12 @@ namespace SelectorData
 /// First role of the selector models' own item data.
 constexpr int FirstRole = Qt::UserRole + 1;
 
-/// The database's code sets; each selector file builds its own copy at load.
+// The database's code sets; each selector file builds its own copy at load.
+// The type has internal linkage so that each file's copy reads that file's own
+// constants, which are initialised before it; a shared inline constructor
+// would read one file's constants from every file, before they exist.
+namespace
+{
 struct FieldConstantSet
 {
     FieldConstValue statusOpen = FieldConstants::Status::Open;
@@ -48,6 +53,7 @@ struct FieldConstantSet
     FieldConstValue currency = FieldConstants::SecurityType::Currency;
     FieldConstValue repo = FieldConstants::SecurityType::Repo;
 };
+}
 
 /// The named table of the current core; nullptr without a core or table.
 Table *coreTable(const QString &name);

@@ -27,7 +27,7 @@ class VETREL_EXPORT CCommand
 {
 public:
     /** Numbered alphabetically from 0. */
-    enum TCommandEnum
+    enum TCommandEnum : int
     {
         cmdABOR,
         cmdACCT,
@@ -67,14 +67,14 @@ public:
         cmdUSER
     };
     /** The document that defines a command; OPEN, the proxy command, has none. */
-    enum TSpecificationEnum
+    enum TSpecificationEnum : int
     {
         Unknown = 0,
         RFC959 = 1,
         RFC3659 = 2
     };
     /** How a command uses the data channel. */
-    enum TTypeEnum
+    enum TTypeEnum : int
     {
         DatachannelRead = 0,
         DatachannelWrite = 1,
@@ -123,7 +123,7 @@ private:
 class VETREL_EXPORT CFirewallType
 {
 public:
-    enum TFirewallTypeEnum
+    enum TFirewallTypeEnum : int
     {
         ftNone = 0,
         ftSiteHostName = 1,
@@ -202,7 +202,7 @@ private:
 class VETREL_EXPORT CType
 {
 public:
-    enum TTypeEnum
+    enum TTypeEnum : int
     {
         tyASCII,
         tyEBCDIC,
@@ -232,7 +232,7 @@ private:
 class VETREL_EXPORT CTypeFormat
 {
 public:
-    enum TFormatEnum
+    enum TFormatEnum : int
     {
         tfNonPrint,
         tfTelnetFormat,
@@ -260,7 +260,7 @@ private:
 class VETREL_EXPORT CStructure
 {
 public:
-    enum TStructureEnum
+    enum TStructureEnum : int
     {
         scFile,
         scRecord,
@@ -288,7 +288,7 @@ private:
 class VETREL_EXPORT CTransferMode
 {
 public:
-    enum TTransferModeEnum
+    enum TTransferModeEnum : int
     {
         tmStream,
         tmBlock,

@@ -417,7 +417,8 @@ bool CFTPListParser::ParseMSDOS(CFTPFileStatus &ftpFileStatus, const char *pBegi
     if (cursor.Peek() == 'A' || cursor.Peek() == 'P') {
         if (lHour == 12)
             lHour = 0;
-        if (cursor.Peek() == 'P')
+        // A hostile listing may carry any number of hours; they must not overflow.
+        if (cursor.Peek() == 'P' && lHour <= LONG_MAX - 12)
             lHour += 12;
         cursor.Advance();
         if (!cursor.AtEnd() && cursor.Peek() == 'M')
@@ -452,9 +453,12 @@ bool CFTPListParser::ParseMSDOS(CFTPFileStatus &ftpFileStatus, const char *pBegi
 long CFTPListParser::ToTAI(long lYear, long lMonth, long lMDay)
 {
     long lMonthOfYear = lMonth % 12;
-    if (lMonthOfYear < 0)
+    // Floor division, without the subtraction that overflows at LONG_MIN.
+    long lYearsInMonths = lMonth / 12;
+    if (lMonthOfYear < 0) {
         lMonthOfYear += 12;
-    const long lYearsInMonths = (lMonth - lMonthOfYear) / 12;
+        --lYearsInMonths;
+    }
     constexpr long lPlain = 1000000000L;
     // Any real date stays far inside these bounds and needs no wide arithmetic.
     if (lYear > -lPlain && lYear < lPlain && lMonth > -lPlain && lMonth < lPlain && lMDay > -lPlain
