@@ -8,5 +8,7 @@ build=${VETREL_BUILD_DIR:-$root/build}
 cmake -S "$root" -B "$build" -G Ninja
 cmake --build "$build"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
+# The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
+"$root/scripts/run-sanitized-tests.sh"
 # The parsers of untrusted input under libFuzzer for about a minute.
 "$root/scripts/run-fuzz.sh"
