@@ -10,5 +10,5 @@ cmake --build "$build"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 # The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
 "$root/scripts/run-sanitized-tests.sh"
-# The parsers of untrusted input under libFuzzer for about a minute.
+# The parsers of untrusted input under libFuzzer for about two minutes.
 "$root/scripts/run-fuzz.sh"
