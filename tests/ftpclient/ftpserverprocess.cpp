@@ -80,6 +80,11 @@ QString FtpServerProcess::localPath(const QString& remotePath) const
     return m_dir.path() + QStringLiteral("/root") + remotePath;
 }
 
+QString FtpServerProcess::logPath() const
+{
+    return m_dir.filePath(QStringLiteral("server.log"));
+}
+
 bool FtpServerProcess::start()
 {
     if (!m_dir.isValid()) {
@@ -90,6 +95,9 @@ bool FtpServerProcess::start()
     QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
                                             | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
     QDir(m_dir.path()).mkpath(QStringLiteral("root/pub"));
+    // Nobody drains a pipe while a test runs: a server that logs into a full
+    // one stops serving.
+    m_process.setStandardErrorFile(logPath());
     QFile::setPermissions(localPath(QStringLiteral("/pub")), QFile::Permissions(0x7777));
     return m_kind == Pyftpdlib ? startPyftpdlib() : startVsftpd();
 }
@@ -124,7 +132,7 @@ bool FtpServerProcess::startPyftpdlib()
     bool ok = false;
     m_port = static_cast<unsigned short>(m_process.readLine().trimmed().toUInt(&ok));
     if (!ok || m_port == 0) {
-        m_error = QStringLiteral("pyftpdlib reported no port: ") + QString::fromLocal8Bit(m_process.readAllStandardError());
+        m_error = QStringLiteral("pyftpdlib reported no port: ") + QString::fromLocal8Bit(readTestFile(logPath()));
         stop();
         return false;
     }
@@ -168,7 +176,7 @@ bool FtpServerProcess::startVsftpd()
         }
         if (waitUntilListening())
             return true;
-        m_error = QStringLiteral("vsftpd did not listen: ") + QString::fromLocal8Bit(m_process.readAll());
+        m_error = QStringLiteral("vsftpd did not listen: ") + QString::fromLocal8Bit(readTestFile(logPath()));
         stop();
     }
     return false;

@@ -43,6 +43,7 @@ private:
     bool startPyftpdlib();
     bool startVsftpd();
     bool waitUntilListening();
+    QString logPath() const;
 
     const Kind m_kind;
     QTemporaryDir m_dir;
