@@ -684,9 +684,12 @@ bool CFTPClient::ExecuteDatachannelCommand(const CCommand& crDatachannelCmd, con
 
     const bool fTransferred = crDatachannelCmd.IsDatachannelWriteCommand() ? SendData(Observer, *apSckDataConnection)
                                                                            : ReceiveData(Observer, *apSckDataConnection);
-    if (!CloseDataConnection(*apSckDataConnection) || !fTransferred)
+    const bool fClosed = CloseDataConnection(*apSckDataConnection);
+    if (!fTransferred)
         return false;
-    return ReadClosingReply();
+    // The server owes the reply that ends the command even when our close
+    // failed; leaving it unread would answer the next command.
+    return ReadClosingReply() && fClosed;
 }
 
 bool CFTPClient::OpenPassiveDataConnection(IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
@@ -697,13 +700,14 @@ bool CFTPClient::OpenPassiveDataConnection(IBlockingSocket& sckDataConnection, c
     if (Passive(ulRemoteHostIP, ushServerPort) != 0)
         return false;
 
+    CSockAddr adr(ulRemoteHostIP, ushServerPort);
+    if (m_fPassiveToControlPeer) {
+        CSockAddr adrPeer;
+        if (!ControlConnectionAddress(adrPeer, true))
+            return false;
+        adr.sin_addr = adrPeer.sin_addr;
+    }
     try {
-        CSockAddr adr(ulRemoteHostIP, ushServerPort);
-        if (m_fPassiveToControlPeer) {
-            CSockAddr adrPeer;
-            m_apSckControlConnection->GetPeerAddr(adrPeer);
-            adr.sin_addr = adrPeer.sin_addr;
-        }
         sckDataConnection.Create(SOCK_STREAM);
         sckDataConnection.Connect(adr);
     } catch (const CBlockingSocketException& blockingException) {
@@ -718,32 +722,60 @@ bool CFTPClient::OpenActiveDataConnection(IBlockingSocket& sckDataConnection, co
                                           const tstring& strPath, unsigned int dwByteOffset)
 {
     const std::shared_ptr<IBlockingSocket> apSckListener = m_apSckControlConnection->CreateInstance();
+    CSockAddr adrListener;
     try {
         apSckListener->Create(SOCK_STREAM);
         apSckListener->Bind(CSockAddr(INADDR_ANY, 0));
         apSckListener->Listen();
-
-        CSockAddr adrListener;
         apSckListener->GetSockAddr(adrListener);
-        CSockAddr adrControl;
-        m_apSckControlConnection->GetSockAddr(adrControl);
-        if (DataPort(inet_ntoa(adrControl.sin_addr), adrListener.Port()) != 0)
-            return false;
-        if (!SendDatachannelCommand(crDatachannelCmd, strPath, dwByteOffset))
-            return false;
+    } catch (const CBlockingSocketException& blockingException) {
+        ReportSocketError(blockingException, __LINE__);
+        return false;
+    }
+    CSockAddr adrControl;
+    if (!ControlConnectionAddress(adrControl, false)
+        || DataPort(inet_ntoa(adrControl.sin_addr), adrListener.Port()) != 0
+        || !SendDatachannelCommand(crDatachannelCmd, strPath, dwByteOffset))
+        return false;
 
-        if (!WaitForConnection(*apSckListener)) {
-            ReportError("The server did not open the data connection within the time-out.", __LINE__);
-            return false;
-        }
+    if (AcceptDataConnection(*apSckListener, sckDataConnection))
+        return true;
+    // The server took the command and answers it once it gives up on the
+    // connection; that reply must not be taken for the next command's.
+    apSckListener->Cleanup();
+    ReadClosingReply();
+    return false;
+}
+
+bool CFTPClient::AcceptDataConnection(const IBlockingSocket& sckListener, IBlockingSocket& sckDataConnection)
+{
+    if (!WaitForConnection(sckListener)) {
+        ReportError("The server did not open the data connection within the time-out.", __LINE__);
+        return false;
+    }
+    try {
         CSockAddr adrServer;
-        if (!apSckListener->Accept(sckDataConnection, adrServer)) {
-            ReportError("Accepting the data connection was interrupted.", __LINE__);
-            return false;
-        }
+        if (sckListener.Accept(sckDataConnection, adrServer))
+            return true;
+        ReportError("Accepting the data connection was interrupted.", __LINE__);
     } catch (const CBlockingSocketException& blockingException) {
         ReportSocketError(blockingException, __LINE__);
         sckDataConnection.Cleanup();
+    }
+    return false;
+}
+
+bool CFTPClient::ControlConnectionAddress(CSockAddr& adr, bool fPeer)
+{
+    try {
+        if (fPeer)
+            m_apSckControlConnection->GetPeerAddr(adr);
+        else
+            m_apSckControlConnection->GetSockAddr(adr);
+    } catch (const CBlockingSocketException& blockingException) {
+        // A failure of the control socket itself ends the control connection.
+        ReportSocketError(blockingException, __LINE__);
+        DropControlConnection();
         return false;
     }
     return true;

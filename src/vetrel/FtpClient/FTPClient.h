@@ -271,6 +271,8 @@ private:
                                   const tstring& strPath, unsigned int dwByteOffset);
     bool OpenPassiveDataConnection(nsSocket::IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
                                    const tstring& strPath, unsigned int dwByteOffset);
+    bool ControlConnectionAddress(nsSocket::CSockAddr& adr, bool fPeer);
+    bool AcceptDataConnection(const nsSocket::IBlockingSocket& sckListener, nsSocket::IBlockingSocket& sckDataConnection);
     bool WaitForConnection(const nsSocket::IBlockingSocket& sckListener) const;
     bool SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath, unsigned int dwByteOffset);
     bool CloseDataConnection(nsSocket::IBlockingSocket& sckDataConnection);

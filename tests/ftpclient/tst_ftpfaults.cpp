@@ -1,0 +1,382 @@
+// Every socket call of the FTP client failing in turn. A socket that wraps the
+// real one fails its Nth call the way the real call fails; each operation runs
+// against pyftpdlib on 127.0.0.1 with N = 1, 2, ... until it gets through
+// untouched. After every fault the operation must have failed and said why,
+// the control connection must be gone (its own socket failed) or still in step
+// with the server, no descriptor may stay open and no local file may be lost.
+
+#include "ftpserverprocess.h"
+#include "testfiles.h"
+
+#include <vetrel/FtpClient/FTPClient.h>
+#include <vetrel/FtpClient/FTPTransferTargets.h>
+
+#include <QDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <functional>
+
+using namespace nsFTP;
+using nsSocket::CBlockingSocketException;
+
+namespace
+{
+
+/// Which call fails, shared by a client's control socket and every socket made from it.
+struct FaultPlan
+{
+    int failAt = 0; ///< 0: none
+    int calls = 0;
+    QString injected; ///< the failure's message as the observers get it
+    bool onControl = false;
+
+    void arm(int n)
+    {
+        *this = FaultPlan();
+        failAt = n;
+    }
+    bool hit() const { return !injected.isEmpty(); }
+};
+
+class FaultySocket : public nsSocket::IBlockingSocket
+{
+public:
+    FaultySocket(std::shared_ptr<FaultPlan> plan, bool control)
+        : m_plan(std::move(plan))
+        , m_control(control)
+    {
+    }
+
+    std::shared_ptr<IBlockingSocket> CreateInstance() const override
+    {
+        return std::make_shared<FaultySocket>(m_plan, false);
+    }
+    void Create(int nType) override
+    {
+        fail("Create", EMFILE);
+        m_real.Create(nType);
+    }
+    void Connect(const sockaddr *psa) const override
+    {
+        fail("Connect", ECONNREFUSED);
+        m_real.Connect(psa);
+    }
+    void Bind(const sockaddr *psa) const override
+    {
+        fail("Bind", EADDRINUSE);
+        m_real.Bind(psa);
+    }
+    void Listen() const override
+    {
+        fail("Listen", EADDRINUSE);
+        m_real.Listen();
+    }
+    void Cleanup() override { m_real.Cleanup(); }
+    bool Accept(IBlockingSocket &sConnect, sockaddr *psa) const override
+    {
+        if (due()) {
+            // Every other accept fault is a signal, which the real call reports as false.
+            if (m_plan->failAt % 2 == 0) {
+                m_plan->injected = QStringLiteral("Accepting the data connection was interrupted.");
+                return false;
+            }
+            throwFault("Accept", ECONNABORTED);
+        }
+        return m_real.Accept(static_cast<FaultySocket &>(sConnect).m_real, psa);
+    }
+    void Close() override
+    {
+        // Closing an unopened socket makes no system call.
+        if (m_real != nsSocket::InvalidSocket)
+            fail("Close", EIO);
+        m_real.Close();
+    }
+    int Write(const char *pch, int nLength, int nSecs) const override
+    {
+        failEither("Send", EPIPE, "Send timeout");
+        return m_real.Write(pch, nLength, nSecs);
+    }
+    int Receive(char *pch, int nSize, int nSecs) const override
+    {
+        failEither("Receive", ECONNRESET, "Receive timeout");
+        return m_real.Receive(pch, nSize, nSecs);
+    }
+    void GetPeerAddr(sockaddr *psa) const override
+    {
+        fail("GetPeerName", ENOTCONN);
+        m_real.GetPeerAddr(psa);
+    }
+    void GetSockAddr(sockaddr *psa) const override
+    {
+        fail("GetSockName", ENOTCONN);
+        m_real.GetSockAddr(psa);
+    }
+    operator nsSocket::SOCKET() const override { return m_real; }
+    bool CheckReadability() const override
+    {
+        fail("Socket Error", EBADF);
+        return m_real.CheckReadability();
+    }
+    nsSocket::CSockAddr GetHostByName(const char *pchName, unsigned short ushPort) override
+    {
+        return m_real.GetHostByName(pchName, ushPort);
+    }
+    std::string GetHostByAddr(const sockaddr *psa) override { return m_real.GetHostByAddr(psa); }
+
+private:
+    /// Counts one system call; true when it is the one to fail.
+    bool due() const
+    {
+        if (m_plan->failAt == 0 || m_plan->hit() || ++m_plan->calls != m_plan->failAt)
+            return false;
+        m_plan->onControl = m_control;
+        return true;
+    }
+    [[noreturn]] void throwFault(const char *call, int error) const
+    {
+        errno = error;
+        const CBlockingSocketException exception(call);
+        m_plan->injected = QString::fromStdString(exception.GetErrorMessage());
+        throw exception;
+    }
+    void fail(const char *call, int error) const
+    {
+        if (due())
+            throwFault(call, error);
+    }
+    /// A transfer call fails outright or times out in its wait, by turns.
+    void failEither(const char *call, int error, const char *timeout) const
+    {
+        if (!due())
+            return;
+        if (m_plan->failAt % 2 == 0)
+            throwFault(timeout, 0);
+        throwFault(call, error);
+    }
+
+    std::shared_ptr<FaultPlan> m_plan;
+    bool m_control;
+    nsSocket::CBlockingSocket m_real;
+};
+
+class Observer : public CFTPClient::CNotification
+{
+public:
+    void OnInternalError(const tstring &strErrorMsg, const tstring &, unsigned int) override
+    {
+        errors << QString::fromStdString(strErrorMsg);
+    }
+    void OnResponse(const CFTPClient::CReply &reply) override { lastCode = QString::fromStdString(reply.Code().Value()); }
+
+    QStringList errors;
+    QString lastCode;
+};
+
+int openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System).size();
+}
+
+const CRepresentation Binary = CType::Image();
+
+}
+
+class TestFtpFaults : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// One client operation; `passive` chooses the data connection's mode.
+    struct Operation
+    {
+        std::function<void()> prepare;
+        std::function<bool(CFTPClient &, bool passive)> run;
+        std::function<bool()> complete; ///< what an untouched run must leave behind
+        std::function<bool()> intact;   ///< what any run must leave behind
+        bool loggedOn = true;
+    };
+
+    QString remote(const char *name) const { return m_server->localPath(QStringLiteral("/pub/") + QLatin1String(name)); }
+    QString local(const char *name) const { return m_localDir.filePath(QLatin1String(name)); }
+    CLogonInfo logonInfo() const
+    {
+        return CLogonInfo("127.0.0.1", m_server->port(), m_server->user().toStdString(),
+                          m_server->password().toStdString());
+    }
+    Operation operation(const QString &name);
+    void inject(const Operation &operation, bool passive, int failAt, bool *untouched);
+
+private slots:
+    void initTestCase();
+    void everyCallFails_data();
+    void everyCallFails();
+    void cleanupTestCase();
+
+private:
+    std::unique_ptr<FtpServerProcess> m_server;
+    QTemporaryDir m_localDir;
+    QByteArray m_contents;
+    int m_faults = 0;
+};
+
+void TestFtpFaults::initTestCase()
+{
+    m_server = std::make_unique<FtpServerProcess>(FtpServerProcess::Pyftpdlib);
+    QVERIFY2(m_server->start(), qPrintable(m_server->errorString()));
+    for (int i = 0; i < 10000; ++i)
+        m_contents += char('a' + i * 7 % 26);
+}
+
+void TestFtpFaults::cleanupTestCase()
+{
+    qInfo("%d socket faults injected, each survived", m_faults);
+}
+
+TestFtpFaults::Operation TestFtpFaults::operation(const QString &name)
+{
+    const QByteArray head = m_contents.left(3000);
+    const auto remoteIs = [this](const char *file, const QByteArray &contents) {
+        return [=] { return readTestFile(remote(file)) == contents; };
+    };
+    const auto isPrefix = [this](const QString &path, const QByteArray &head) {
+        return [=] {
+            const QByteArray contents = readTestFile(path);
+            return contents.startsWith(head) && m_contents.startsWith(contents);
+        };
+    };
+    const auto putRemote = [this](const char *file, const QByteArray &contents) {
+        return [=] { QVERIFY(writeTestFile(remote(file), contents)); };
+    };
+    const auto always = [] { return true; };
+
+    if (name == QLatin1String("login"))
+        return {[] {}, [this](CFTPClient &client, bool) { return client.Login(logonInfo()); }, always, always, false};
+    if (name == QLatin1String("logout"))
+        return {[] {}, [](CFTPClient &client, bool) { return client.Logout() == 0; }, always, always};
+    if (name == QLatin1String("rename"))
+        return {putRemote("old.txt", head), [](CFTPClient &client, bool) { return client.Rename("old.txt", "new.txt") == 0; },
+                remoteIs("new.txt", head), always};
+    if (name == QLatin1String("size"))
+        return {putRemote("quotes.csv", m_contents),
+                [this](CFTPClient &client, bool) {
+                    long size = 0;
+                    // Servers answer SIZE in binary mode only.
+                    return client.RepresentationType(Binary) == 0 && client.FileSize("quotes.csv", size) == 0
+                        && size == m_contents.size();
+                },
+                always, always};
+    if (name == QLatin1String("list"))
+        return {putRemote("quotes.csv", m_contents),
+                [](CFTPClient &client, bool passive) {
+                    CFTPClient::TSpFTPFileStatusVector listing;
+                    return client.List("/pub", listing, passive) && !listing.empty();
+                },
+                always, always};
+    if (name == QLatin1String("download resumed")) {
+        // A partial local copy is resumed: what was there must survive any failure.
+        return {[=] { putRemote("quotes.csv", m_contents)(); QVERIFY(writeTestFile(local("quotes.csv"), head)); },
+                [this](CFTPClient &client, bool passive) {
+                    return client.DownloadFile("quotes.csv", local("quotes.csv").toStdString(), Binary, passive);
+                },
+                [this] { return readTestFile(local("quotes.csv")) == m_contents; }, isPrefix(local("quotes.csv"), head)};
+    }
+    if (name == QLatin1String("download to memory"))
+        return {putRemote("quotes.csv", m_contents),
+                [this](CFTPClient &client, bool passive) {
+                    COutputStream stream("\r\n", "quotes.csv");
+                    return client.DownloadFile("quotes.csv", stream, Binary, passive)
+                        && stream.GetBuffer() == m_contents.toStdString();
+                },
+                always, always};
+    if (name == QLatin1String("upload")) {
+        return {[=] { QVERIFY(writeTestFile(local("order.csv"), m_contents)); QFile::remove(remote("order.csv")); },
+                [this](CFTPClient &client, bool passive) {
+                    return client.UploadFile(local("order.csv").toStdString(), "order.csv", false, Binary, passive);
+                },
+                remoteIs("order.csv", m_contents), [this] { return readTestFile(local("order.csv")) == m_contents; }};
+    }
+    if (name == QLatin1String("append"))
+        return {putRemote("order.csv", head),
+                [this](CFTPClient &client, bool passive) {
+                    COutputStream stream("\r\n", "order.csv");
+                    stream.SetBuffer(m_contents.toStdString());
+                    return client.UploadFile(stream, "order.csv", false, Binary, passive);
+                },
+                remoteIs("order.csv", m_contents), always};
+    // Store unique: a new name on the server each time.
+    return {[] {},
+            [this](CFTPClient &client, bool passive) {
+                return client.UploadFile(local("order.csv").toStdString(), "unique.csv", true, Binary, passive);
+            },
+            always, [this] { return readTestFile(local("order.csv")) == m_contents; }};
+}
+
+void TestFtpFaults::everyCallFails_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("passive");
+    for (const char *name : {"login", "logout", "rename", "size"})
+        QTest::newRow(name) << QString::fromLatin1(name) << true;
+    for (const char *name : {"list", "download resumed", "download to memory", "upload", "append", "store unique"}) {
+        QTest::addRow("%s passive", name) << QString::fromLatin1(name) << true;
+        QTest::addRow("%s active", name) << QString::fromLatin1(name) << false;
+    }
+}
+
+void TestFtpFaults::everyCallFails()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, passive);
+    const Operation operation = this->operation(name);
+    QVERIFY(writeTestFile(local("order.csv"), m_contents));
+    bool untouched = false;
+    for (int failAt = 1; !untouched; ++failAt) {
+        inject(operation, passive, failAt, &untouched);
+        if (QTest::currentTestFailed())
+            return;
+    }
+}
+
+void TestFtpFaults::inject(const Operation &operation, bool passive, int failAt, bool *untouched)
+{
+    const int descriptors = openDescriptors();
+    auto plan = std::make_shared<FaultPlan>();
+    {
+        Observer observer;
+        CFTPClient client(std::make_shared<FaultySocket>(plan, true), 3, 4096, 0, "/pub");
+        client.AttachObserver(&observer);
+        QVERIFY(!operation.loggedOn || client.Login(logonInfo()));
+        // After the logon's round trips: the server has done what the last run left it to do.
+        operation.prepare();
+
+        plan->arm(failAt);
+        const bool succeeded = operation.run(client, passive);
+        plan->failAt = 0;
+        *untouched = !plan->hit();
+        const QByteArray where = QByteArray::number(failAt) + ": " + plan->injected.toUtf8() + " / "
+                                 + observer.errors.join(QLatin1String(" | ")).toUtf8();
+        QVERIFY2(operation.intact(), where.constData());
+        if (*untouched) {
+            QVERIFY2(succeeded && operation.complete(), where.constData());
+            return;
+        }
+        ++m_faults;
+        QVERIFY2(observer.errors.contains(plan->injected), where.constData());
+        // A failing close may come after the work is done; everything else must fail the operation.
+        QVERIFY2(!succeeded || plan->injected.startsWith(QLatin1String("Close")), where.constData());
+        QVERIFY2(!client.IsTransferringData(), where.constData());
+        // A failure of the control socket ends the control connection.
+        QVERIFY2(!plan->onControl || !client.IsConnected(), where.constData());
+        if (client.IsConnected()) {
+            // Still in step: each command gets its own reply, nothing left over from the failure.
+            QVERIFY2(client.Noop() == 0 && observer.lastCode == QLatin1String("200"), where.constData());
+            QVERIFY2(client.PrintWorkingDirectory() == 0 && observer.lastCode == QLatin1String("257"), where.constData());
+        }
+        QCOMPARE(openDescriptors(), descriptors + (client.IsConnected() ? 1 : 0));
+    }
+    QCOMPARE(openDescriptors(), descriptors);
+}
+
+QTEST_GUILESS_MAIN(TestFtpFaults)
+#include "tst_ftpfaults.moc"
