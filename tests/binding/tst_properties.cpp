@@ -381,8 +381,7 @@ void TestProperties::classInfoWalk_data()
     QTest::newRow("thisOnly keeps children out") << 0 << QStringList{"Alpha"} << QStringList{"Plain", "Alpha"};
     QTest::newRow("this walks children") << 1 << QStringList{"Beta", "Child"} << QStringList{"Beta"};
     QTest::newRow("super binds the base's own") << 2 << QStringList{"Alpha"} << QStringList{"Plain", "Alpha"};
-    QTest::newRow("inherited thisOnly binds only the subclass's")
-        << 3 << QStringList{"Gamma"} << QStringList{"Gamma"};
+    QTest::newRow("inherited thisOnly binds only the subclass's") << 3 << QStringList{"Gamma"} << QStringList{"Gamma"};
     QTest::newRow("unknown value walks children only") << 4 << QStringList{"Child"} << QStringList();
     QTest::newRow("no class info walks children only") << 5 << QStringList{"Child"} << QStringList();
 }
@@ -418,8 +417,7 @@ void TestProperties::renaming_data()
     QTest::addColumn<QStringList>("names");
     QTest::addColumn<QString>("idName");
 
-    QTest::newRow("none") << QString() << QString() << QStringList{"BoardCode", "StockCode", "StockId"}
-                          << "StockId";
+    QTest::newRow("none") << QString() << QString() << QStringList{"BoardCode", "StockCode", "StockId"} << "StockId";
     QTest::newRow("field renames the USER property")
         << "Stock" << QString() << QStringList{"BoardCode", "Stock", "StockCode"} << "Stock";
     QTest::newRow("fields") << QString() << "Stock=StockCode Board=BoardCode"

@@ -33,8 +33,7 @@ void TestChoiceWidgets::valueIsTheUserProperty_data()
                                     << int(QMetaType::QVariant);
     QTest::newRow("RadioButton") << static_cast<QObject *>(new RadioButton) << QByteArray("this")
                                  << int(QMetaType::QString);
-    QTest::newRow("CheckBox") << static_cast<QObject *>(new CheckBox) << QByteArray("this")
-                              << int(QMetaType::QString);
+    QTest::newRow("CheckBox") << static_cast<QObject *>(new CheckBox) << QByteArray("this") << int(QMetaType::QString);
 }
 
 void TestChoiceWidgets::valueIsTheUserProperty()

@@ -93,8 +93,7 @@ void TestDatabase::fieldReads_data()
     QTest::newRow("int32 from integral text") << int(T::Int32) << QVariant("17") << "17" << 17.0;
     QTest::newRow("int32 from decimal without fraction")
         << int(T::Int32) << QVariant::fromValue(decimal(QStringLiteral("12.00"))) << "12" << 12.0;
-    QTest::newRow("int64 beyond 32 bits")
-        << int(T::Int64) << QVariant(qint64(5000000000)) << "5000000000" << 5e9;
+    QTest::newRow("int64 beyond 32 bits") << int(T::Int64) << QVariant(qint64(5000000000)) << "5000000000" << 5e9;
     QTest::newRow("double") << int(T::Double) << QVariant(0.1) << "0.1" << 0.1;
     QTest::newRow("double from text") << int(T::Double) << QVariant("2.5") << "2.5" << 2.5;
     QTest::newRow("decimal keeps scale") << int(T::Decimal) << QVariant("1.50") << "1.50" << 1.5;

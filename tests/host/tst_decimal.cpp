@@ -41,26 +41,16 @@ void TestDecimal::canonicalRoundTrip_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("canonical");
     QTest::addColumn<int>("scale");
-    QTest::newRow("negative keeps trailing zero") << "-1234.50"
-                                                  << "-1234.50" << 2;
-    QTest::newRow("leading zeros dropped") << "0007"
-                                           << "7" << 0;
-    QTest::newRow("plus sign") << "+5"
-                               << "5" << 0;
-    QTest::newRow("negative zero") << "-0.00"
-                                   << "0.00" << 2;
-    QTest::newRow("bare fraction") << ".5"
-                                   << "0.5" << 1;
-    QTest::newRow("trailing point") << "5."
-                                    << "5" << 0;
-    QTest::newRow("small negative") << "-0.05"
-                                    << "-0.05" << 2;
-    QTest::newRow("18 digits") << "123456789.012345678"
-                               << "123456789.012345678" << 9;
-    QTest::newRow("largest mantissa") << "9223372036854775807"
-                                      << "9223372036854775807" << 0;
-    QTest::newRow("largest scale") << "0.000000000000000001"
-                                   << "0.000000000000000001" << 18;
+    QTest::newRow("negative keeps trailing zero") << "-1234.50" << "-1234.50" << 2;
+    QTest::newRow("leading zeros dropped") << "0007" << "7" << 0;
+    QTest::newRow("plus sign") << "+5" << "5" << 0;
+    QTest::newRow("negative zero") << "-0.00" << "0.00" << 2;
+    QTest::newRow("bare fraction") << ".5" << "0.5" << 1;
+    QTest::newRow("trailing point") << "5." << "5" << 0;
+    QTest::newRow("small negative") << "-0.05" << "-0.05" << 2;
+    QTest::newRow("18 digits") << "123456789.012345678" << "123456789.012345678" << 9;
+    QTest::newRow("largest mantissa") << "9223372036854775807" << "9223372036854775807" << 0;
+    QTest::newRow("largest scale") << "0.000000000000000001" << "0.000000000000000001" << 18;
 }
 
 void TestDecimal::canonicalRoundTrip()
@@ -160,15 +150,11 @@ void TestDecimal::systemString_data()
     const QString nbsp(QChar(0x00a0));
     QTest::newRow("ru groups with a blank")
         << ru << "-1234567.50" << QString(QLatin1String("-1") + nbsp + "234" + nbsp + "567,50");
-    QTest::newRow("ru small") << ru << "0.05"
-                              << "0,05";
+    QTest::newRow("ru small") << ru << "0.05" << "0,05";
     QTest::newRow("ru integer") << ru << "1000" << QString(QLatin1String("1") + nbsp + "000");
-    QTest::newRow("de") << QLocale(QLocale::German, QLocale::Germany) << "1234.5"
-                        << "1.234,5";
-    QTest::newRow("C has no groups") << QLocale::c() << "-1234567.50"
-                                     << "-1234567.50";
-    QTest::newRow("en") << QLocale(QLocale::English, QLocale::UnitedStates) << "-0.10"
-                        << "-0.10";
+    QTest::newRow("de") << QLocale(QLocale::German, QLocale::Germany) << "1234.5" << "1.234,5";
+    QTest::newRow("C has no groups") << QLocale::c() << "-1234567.50" << "-1234567.50";
+    QTest::newRow("en") << QLocale(QLocale::English, QLocale::UnitedStates) << "-0.10" << "-0.10";
 }
 
 void TestDecimal::systemString()
@@ -201,20 +187,13 @@ void TestDecimal::comparison_data()
     QTest::addColumn<QString>("a");
     QTest::addColumn<QString>("b");
     QTest::addColumn<int>("order");
-    QTest::newRow("equal across scales") << "1.5"
-                                         << "1.50" << 0;
-    QTest::newRow("same scale") << "1.49"
-                                << "1.50" << -1;
-    QTest::newRow("signs") << "-1"
-                           << "1" << -1;
-    QTest::newRow("negative across scales") << "-1.5"
-                                            << "-1.49" << -1;
-    QTest::newRow("zero across scales") << "0"
-                                        << "-0.000" << 0;
-    QTest::newRow("large, would overflow if aligned") << "922337203685477580.7"
-                                                      << "9223372036854775807" << -1;
-    QTest::newRow("fraction decides") << "92233720368547758.07"
-                                      << "92233720368547758.1" << -1;
+    QTest::newRow("equal across scales") << "1.5" << "1.50" << 0;
+    QTest::newRow("same scale") << "1.49" << "1.50" << -1;
+    QTest::newRow("signs") << "-1" << "1" << -1;
+    QTest::newRow("negative across scales") << "-1.5" << "-1.49" << -1;
+    QTest::newRow("zero across scales") << "0" << "-0.000" << 0;
+    QTest::newRow("large, would overflow if aligned") << "922337203685477580.7" << "9223372036854775807" << -1;
+    QTest::newRow("fraction decides") << "92233720368547758.07" << "92233720368547758.1" << -1;
 }
 
 void TestDecimal::comparison()
@@ -238,30 +217,18 @@ void TestDecimal::addition_data()
     QTest::addColumn<QString>("a");
     QTest::addColumn<QString>("b");
     QTest::addColumn<QString>("sum");
-    QTest::newRow("aligns to larger scale") << "1.5"
-                                            << "2.25"
-                                            << "3.75";
-    QTest::newRow("keeps trailing zeros") << "1"
-                                          << "0.10"
-                                          << "1.10";
-    QTest::newRow("negative result") << "1.5"
-                                     << "-2.25"
-                                     << "-0.75";
-    QTest::newRow("to zero keeps scale") << "-1.5"
-                                         << "1.50"
-                                         << "0.00";
-    QTest::newRow("gives up one digit") << "922337203685477580.1"
-                                        << "922337203685477580.1"
-                                        << "1844674407370955160";
+    QTest::newRow("aligns to larger scale") << "1.5" << "2.25" << "3.75";
+    QTest::newRow("keeps trailing zeros") << "1" << "0.10" << "1.10";
+    QTest::newRow("negative result") << "1.5" << "-2.25" << "-0.75";
+    QTest::newRow("to zero keeps scale") << "-1.5" << "1.50" << "0.00";
+    QTest::newRow("gives up one digit") << "922337203685477580.1" << "922337203685477580.1" << "1844674407370955160";
     QTest::newRow("gives up one digit, rounding up") << "922337203685477580.3"
                                                      << "922337203685477580.3"
                                                      << "1844674407370955161";
     QTest::newRow("gives up one digit, negative") << "-922337203685477580.3"
                                                   << "-922337203685477580.3"
                                                   << "-1844674407370955161";
-    QTest::newRow("alignment alone overflows") << "9223372036854775807"
-                                               << "0.1"
-                                               << "9223372036854775807";
+    QTest::newRow("alignment alone overflows") << "9223372036854775807" << "0.1" << "9223372036854775807";
 }
 
 void TestDecimal::addition()

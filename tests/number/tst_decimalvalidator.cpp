@@ -167,14 +167,10 @@ void TestDecimalValidator::textToDecimal_data()
     QTest::addColumn<QString>("canonical");
     for (const char *name : localeNames) {
         const QString localeName = QString::fromLatin1(name);
-        QTest::addRow("%s: grouped", name) << localeName << "1_234_567"
-                                           << "1234567";
-        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50"
-                                              << "-1234.50";
-        QTest::addRow("%s: point first", name) << localeName << ".5"
-                                               << "0.5";
-        QTest::addRow("%s: leading zeros", name) << localeName << "007"
-                                                 << "7";
+        QTest::addRow("%s: grouped", name) << localeName << "1_234_567" << "1234567";
+        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50" << "-1234.50";
+        QTest::addRow("%s: point first", name) << localeName << ".5" << "0.5";
+        QTest::addRow("%s: leading zeros", name) << localeName << "007" << "7";
     }
 }
 

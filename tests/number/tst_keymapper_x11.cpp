@@ -41,17 +41,13 @@ void TestKeyMapperX11::visibleKeycodeByNative_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("expected");
 
-    QTest::newRow("shifted digit") << quint32(XK_1) << quint32(XK_exclam) << int(Qt::Key_Exclam) << "!"
-                                   << int(XK_1);
+    QTest::newRow("shifted digit") << quint32(XK_1) << quint32(XK_exclam) << int(Qt::Key_Exclam) << "!" << int(XK_1);
     QTest::newRow("shifted letter") << quint32(XK_a) << quint32(XK_A) << int(Qt::Key_A) << "A" << int(XK_a);
-    QTest::newRow("keypad digit") << quint32(XK_KP_1) << quint32(XK_KP_1) << int(Qt::Key_1) << "1"
-                                  << int(XK_KP_1);
+    QTest::newRow("keypad digit") << quint32(XK_KP_1) << quint32(XK_KP_1) << int(Qt::Key_1) << "1" << int(XK_KP_1);
     QTest::newRow("keypad decimal") << quint32(XK_KP_Decimal) << quint32(XK_KP_Decimal) << int(Qt::Key_Period)
                                     << "." << int(XK_KP_Decimal);
-    QTest::newRow("no text") << quint32(XK_KP_1) << quint32(XK_KP_End) << int(Qt::Key_End) << ""
-                             << int(Qt::Key_End);
-    QTest::newRow("unmapped scan code")
-        << quint32(0) << quint32(XK_a) << int(Qt::Key_A) << "a" << int(Qt::Key_A);
+    QTest::newRow("no text") << quint32(XK_KP_1) << quint32(XK_KP_End) << int(Qt::Key_End) << "" << int(Qt::Key_End);
+    QTest::newRow("unmapped scan code") << quint32(0) << quint32(XK_a) << int(Qt::Key_A) << "a" << int(Qt::Key_A);
 }
 
 void TestKeyMapperX11::visibleKeycodeByNative()

@@ -99,8 +99,7 @@ void TestObjectUtils::moveWidgetRelativelyToAnchor_data()
     QTest::addColumn<QPoint>("topLeft");
     // Anchor 1000 x 800 at (30, 20) in the window; widget 100 x 60.
     // Right/bottom: the widget's bottom-right corner at (949, 759) of the anchor.
-    QTest::newRow("right bottom") << int(Qt::AlignRight | Qt::AlignBottom)
-                                  << QPoint(30 + 949 - 99, 20 + 759 - 59);
+    QTest::newRow("right bottom") << int(Qt::AlignRight | Qt::AlignBottom) << QPoint(30 + 949 - 99, 20 + 759 - 59);
     // Centre: the widget's centre (49, 29 from its corner) at (499, 399).
     QTest::newRow("centre") << int(Qt::AlignCenter) << QPoint(30 + 499 - 49, 20 + 399 - 29);
     QTest::newRow("left top") << int(Qt::AlignLeft | Qt::AlignTop) << QPoint(30 + 50, 20 + 40);

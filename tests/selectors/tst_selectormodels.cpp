@@ -295,8 +295,7 @@ void TestSelectorModels::filteredBoards_data()
     QTest::newRow("ARVENTA itself") << "ARVENTA" << 0LL << 0LL << QStringList({ "CETS", "SPOT", "SWAP" });
     QTest::newRow("case matters") << "rfs" << 0LL << 0LL << QStringList();
     QTest::newRow("unknown stock") << "NONE" << 0LL << 0LL << QStringList();
-    QTest::newRow("flags on need every flag")
-        << QString() << 0x3LL << 0LL << QStringList({ "TQBR", "SPOT", "SPB" });
+    QTest::newRow("flags on need every flag") << QString() << 0x3LL << 0LL << QStringList({ "TQBR", "SPOT", "SPB" });
     QTest::newRow("flags off win over flags on")
         << QString() << 0x1LL << 0x4LL << QStringList({ "TQBR", "CETS", "SWAP", "SPB" });
     QTest::newRow("stock and flags") << "RFS" << 0LL << 0x2LL << QStringList({ "CETS", "FX" });

@@ -247,24 +247,15 @@ void TestSecuritySelectorBox::filterByStockAndBoard_data()
     QTest::addColumn<QStringList>("names");
 
     const QStringList all = { "Aeroflot", "Sber", "OFZ 26238", "Apple" };
-    QTest::newRow("nothing set") << ""
-                                 << "" << all;
-    QTest::newRow("stock without board") << "MOEX"
-                                         << "" << all;
-    QTest::newRow("board without stock") << ""
-                                         << "TQBR" << all;
-    QTest::newRow("stock and board") << "MOEX"
-                                     << "TQBR" << QStringList({ "Aeroflot", "Sber" });
-    QTest::newRow("other board") << "MOEX"
-                                 << "TQOB" << QStringList({ "OFZ 26238" });
-    QTest::newRow("stock 5 shows stock 1") << "MOEX-T1"
-                                           << "TQOB" << QStringList({ "OFZ 26238" });
-    QTest::newRow("board of another stock") << "SPBX"
-                                            << "TQBR" << QStringList();
-    QTest::newRow("unknown stock") << "NYSE"
-                                   << "TQBR" << QStringList();
-    QTest::newRow("case counts") << "moex"
-                                 << "TQBR" << QStringList();
+    QTest::newRow("nothing set") << "" << "" << all;
+    QTest::newRow("stock without board") << "MOEX" << "" << all;
+    QTest::newRow("board without stock") << "" << "TQBR" << all;
+    QTest::newRow("stock and board") << "MOEX" << "TQBR" << QStringList({ "Aeroflot", "Sber" });
+    QTest::newRow("other board") << "MOEX" << "TQOB" << QStringList({ "OFZ 26238" });
+    QTest::newRow("stock 5 shows stock 1") << "MOEX-T1" << "TQOB" << QStringList({ "OFZ 26238" });
+    QTest::newRow("board of another stock") << "SPBX" << "TQBR" << QStringList();
+    QTest::newRow("unknown stock") << "NYSE" << "TQBR" << QStringList();
+    QTest::newRow("case counts") << "moex" << "TQBR" << QStringList();
 }
 
 void TestSecuritySelectorBox::filterByStockAndBoard()
