@@ -2,6 +2,7 @@
 
 #include "selectordata_p.h"
 
+#include <host/exception.h>
 #include <host/rfsstreamsdirectory.h>
 
 #include <QSignalBlocker>
@@ -11,7 +12,7 @@ static const SelectorData::FieldConstantSet fieldConstants;
 StreamSelectorModel::StreamSelectorModel(QObject *parent)
     : QStandardItemModel(0, 1, parent)
 {
-    connect(RFSStreamsDirectory::i(), &Directory::dataChanged, this, &StreamSelectorModel::populate,
+    connect(RFSStreamsDirectory::i(), &Directory::dataChanged, this, &StreamSelectorModel::refill,
         Qt::QueuedConnection);
 }
 
@@ -54,4 +55,16 @@ void StreamSelectorModel::populate()
             appendStreams(*this, *table, streams);
     }
     endResetModel();
+}
+
+void StreamSelectorModel::refill()
+{
+    try {
+        populate();
+    } catch (const Exception &error) {
+        // Thrown into the event loop it would end the program; the rows read
+        // so far are shown, and the reset is closed so that views stay sound.
+        endResetModel();
+        qWarning("StreamSelectorModel: %s", qPrintable(error.message()));
+    }
 }

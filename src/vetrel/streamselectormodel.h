@@ -25,7 +25,14 @@ public:
     explicit StreamSelectorModel(QObject *parent = nullptr);
 
 public slots:
+    /// Throws Exception("Incorrect type conversion.") on a wrongly typed id
+    /// column, keeping the rows read so far.
     void populate();
+
+private:
+    /// populate() for the streams directory's notices, which come through the
+    /// event loop: a failure is a warning there.
+    void refill();
 };
 
 #endif

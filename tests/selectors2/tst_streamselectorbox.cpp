@@ -27,6 +27,7 @@ private slots:
     void userTypesAStream();
     void setStreamNarrowsAndSelects();
     void choiceSurvivesRefresh();
+    void wronglyTypedRefillIsAWarning();
 
 private:
     Table *streams() const { return m_core->database()->table(QStringLiteral("rfs_streams")); }
@@ -218,6 +219,25 @@ void TestStreamSelectorBox::choiceSurvivesRefresh()
     QCoreApplication::processEvents();
     QCOMPARE(changed.count(), 0);
     QCOMPARE(box.currentIndex(), -1);
+}
+
+void TestStreamSelectorBox::wronglyTypedRefillIsAWarning()
+{
+    // A feed that keeps security ids as text: the refill that the directory's
+    // notice starts in the event loop must not end the program.
+    m_core.reset();
+    m_core.reset(new Core);
+    using T = FieldType;
+    m_core->database()->createTable(QStringLiteral("rfs_streams"),
+        { { QStringLiteral("stream_id"), T::Int64 }, { QStringLiteral("sec_id"), T::String },
+            { QStringLiteral("sec_code"), T::String }, { QStringLiteral("quantity"), T::Decimal } },
+        { QStringLiteral("stream_id") });
+    StreamSelectorModel model;
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    QTest::ignoreMessage(QtWarningMsg, "StreamSelectorModel: Incorrect type conversion.");
+    addStream(10, 1281, QStringLiteral("USDRUB_TOD"), QStringLiteral("1000000"));
+    QVERIFY(reset.wait());
+    QCOMPARE(model.rowCount(), 0);
 }
 
 QTEST_MAIN(TestStreamSelectorBox)
