@@ -4,11 +4,18 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${VETREL_BUILD_DIR:-$root/build}
 
-"$root/scripts/install-deps.sh"
+# Each stage says how long it took, so that the run's budget can be watched.
+stage() {
+    local start=$SECONDS
+    "$@"
+    echo "== ${*##*/} took $((SECONDS - start)) s (total $SECONDS s)"
+}
+
+stage "$root/scripts/install-deps.sh"
 cmake -S "$root" -B "$build" -G Ninja
-cmake --build "$build"
-ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
+stage cmake --build "$build"
+stage ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 # The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
-"$root/scripts/run-sanitized-tests.sh"
+stage "$root/scripts/run-sanitized-tests.sh"
 # The parsers of untrusted input under libFuzzer for about two minutes.
-"$root/scripts/run-fuzz.sh"
+stage "$root/scripts/run-fuzz.sh"
