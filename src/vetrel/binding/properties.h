@@ -1,0 +1,120 @@
+#ifndef VETREL_PROPERTIES_H
+#define VETREL_PROPERTIES_H
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QVarLengthArray>
+#include <QVariant>
+
+#include <vetrel/vetrel_export.h>
+
+#include <vetrel/values.h>
+
+class QTimer;
+
+/**
+ * A form's values by binding name, kept in step with the bound Qt properties
+ * of the form's widgets.
+ *
+ * connectAll() walks a widget tree and binds the properties that each class
+ * offers through its "Properties" class info ("this", "thisOnly", "super"),
+ * renamed by the dynamic properties "field" and "fields". Every value is kept
+ * as text; a change of one bound property is written into every other
+ * property bound under the same name, and hasChanged() follows once per pass
+ * of the event loop.
+ *
+ * Bound objects that are destroyed while still bound are dropped from the
+ * maps, so a later setValue(), reset() or values() never touches them.
+ */
+class VETREL_EXPORT Properties : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// One member of one object's meta-object: a property (property index)
+    /// or the notify signal of one (method index). Ordered by object, then
+    /// by index, so that all keys of one object are adjacent.
+    struct Key
+    {
+        QObject *object = nullptr;
+        int index = -1;
+
+        friend bool operator<(const Key &a, const Key &b)
+        {
+            return a.object != b.object ? a.object < b.object : a.index < b.index;
+        }
+        friend bool operator==(const Key &a, const Key &b)
+        {
+            return a.object == b.object && a.index == b.index;
+        }
+    };
+
+    explicit Properties(QObject *parent = nullptr);
+    explicit Properties(const Values &values, QObject *parent = nullptr);
+    ~Properties() override;
+
+    Values values() const;
+    void setValue(const QString &name, const QString &value);
+    void setValues(const Values &values);
+    /// Calls the RESET function of every property bound under a stored name,
+    /// then empties the store. Bindings stay; hasChanged() is not scheduled.
+    void reset();
+
+    /// The binding names that connectAll() recorded for @p object, most
+    /// recently recorded first.
+    QList<QString> objectProperty(QObject *object) const;
+    void dumpObjProp();
+
+    bool connectAll(QObject *root);
+    bool connectOne(const QString &name, QObject *object, const QByteArray &property);
+    bool connectOne(QObject *object, const QByteArray &property);
+    bool disconnectOne(const QString &name, QObject *object, const QByteArray &property);
+    bool disconnectOne(QObject *object, const QByteArray &property);
+    /// Unbinds the properties of @p root and of its descendants under their
+    /// own names. Unlike connectAll() it neither follows "super" nor applies
+    /// "field"/"fields": a renamed property keeps receiving setValue() for
+    /// its binding name while its own changes no longer reach the store.
+    bool disconnectAll(QObject *root);
+
+Q_SIGNALS:
+    void hasChanged();
+
+protected Q_SLOTS:
+    void propertyChanged();
+
+private:
+    class Propagation;
+
+    template <typename Fn>
+    void forEachBound(const QString &name, const QObject *skip, Fn fn);
+    void writeToBound(const QString &name, const QString &text, const QObject *skip);
+    void scheduleHasChanged();
+    QMap<Key, Key>::const_iterator notifyingSignal(QObject *source) const;
+    void trackDestruction(QObject *object, const QString &name);
+    void objectDestroyed(QObject *object);
+
+    QMap<Key, Key> signalToProperty;
+    QMultiMap<QString, Key> nameToProperties;
+    QMap<Key, QString> propertyToName;
+    QMap<QString, QVariant> store;
+    QTimer *changeTimer;
+    QMultiMap<QObject *, QString> objProp;
+
+    // Receives the bound objects' destroyed() signals.
+    QObject *destructionWatcher;
+    // Names each object was ever bound under, so that its keys can be found
+    // in nameToProperties when it is destroyed.
+    QHash<QObject *, QSet<QString>> boundNames;
+    // Bumped whenever keys vanish, so that a propagation loop working on a
+    // snapshot of keys knows to re-check them before writing.
+    quint64 unbindGeneration = 0;
+    int propagationDepth = 0;
+    bool runawayReported = false;
+};
+
+#endif

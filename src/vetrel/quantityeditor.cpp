@@ -1,7 +1,0 @@
-#include "quantityeditor.h"
-
-QuantityEditor::QuantityEditor(QWidget *parent)
-    : NumberEditor(parent, 0)
-{
-    setCanNegative(false);
-}

@@ -1,0 +1,7 @@
+#include <vetrel/quantityeditor.h>
+
+QuantityEditor::QuantityEditor(QWidget *parent)
+    : NumberEditor(parent, 0)
+{
+    setCanNegative(false);
+}
