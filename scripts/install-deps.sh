@@ -10,8 +10,11 @@ packages=(
     xvfb xauth fonts-dejavu-core
     clang libclang-rt-14-dev llvm
     libbenchmark-dev valgrind
-    vsftpd python3-pyftpdlib curl procps
+    libssl-dev python3-openssl abigail-tools extra-cmake-modules
+    python3-pyftpdlib curl procps
 )
+# No vsftpd here: its package starts a system FTP daemon and removes other FTP
+# servers. The tests unpack it into the build tree instead (cmake/VetrelTestServers.cmake).
 
 missing=()
 for p in "${packages[@]}"; do

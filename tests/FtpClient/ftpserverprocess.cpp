@@ -149,6 +149,8 @@ bool FtpServerProcess::startVsftpd()
     QDir(m_dir.path()).mkpath(QStringLiteral("empty"));
     for (int attempt = 0; attempt < 3; ++attempt) {
         m_port = freeLoopbackPort();
+        // Anonymous sessions need an account whose home folder exists: "ftp"
+        // comes only with the vsftpd package, "nobody" has none, "daemon" is everywhere.
         const QByteArray config = "listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port="
                                   + QByteArray::number(m_port)
                                   + "\nbackground=NO\nanonymous_enable=YES\nno_anon_password=YES\nanon_root="
@@ -160,7 +162,7 @@ bool FtpServerProcess::startVsftpd()
                                   + "/empty\nseccomp_sandbox=NO\nisolate=NO\nisolate_network=NO\n"
                                     "connect_from_port_20=NO\npasv_enable=YES\nport_enable=YES\n"
                                     "pasv_address=127.0.0.1\nxferlog_enable=NO\nuse_localtime=NO\n"
-                                    "hide_ids=NO\nmax_per_ip=0\nmax_clients=0\nftp_username=ftp\n";
+                                    "hide_ids=NO\nmax_per_ip=0\nmax_clients=0\nftp_username=daemon\n";
         const QString configPath = m_dir.path() + QStringLiteral("/vsftpd.conf");
         if (!writeTestFile(configPath, config)) {
             m_error = QStringLiteral("cannot write the vsftpd configuration");

@@ -75,11 +75,6 @@ class Vsftpd : public FtpServer
 public:
     bool start(const QString &root, QString &error) override
     {
-        const QString program = QStandardPaths::findExecutable("vsftpd", { "/usr/sbin", "/usr/local/sbin" });
-        if (program.isEmpty()) {
-            error = "vsftpd is not installed";
-            return false;
-        }
         m_port = freePort();
         const QString config = m_dir.filePath("vsftpd.conf");
         QFile file(config);
@@ -96,7 +91,7 @@ public:
                 .toUtf8());
         file.close();
         m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start(program, { config });
+        m_process.start(VETREL_TEST_VSFTPD, { config });
         QDeadlineTimer deadline(10000);
         while (!deadline.hasExpired() && m_process.state() != QProcess::NotRunning) {
             if (accepts(m_port))

@@ -228,7 +228,7 @@ void TestFtpTransfers::brokenTransfersResume()
         return;
     const QString upName = "up-" + name;
     QVERIFY(writeTestFile(ftpServer.localPath("/pub/" + upName), contents.left(1024 * 1024 + 5)));
-    // The part must belong to the server's user as if it had stored it (vsftpd runs as "ftp").
+    // The part must belong to the server's user as if it had stored it (vsftpd serves as "daemon").
     QVERIFY(QFile::setPermissions(ftpServer.localPath("/pub/" + upName), QFile::Permissions(0x6666)));
     observer.commands.clear();
     QVERIFY2(client->UploadFile(str(target), str(upName), false, Binary, passive), qPrintable(observer.errors.join("; ")));
