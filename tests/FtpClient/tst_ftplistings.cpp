@@ -76,6 +76,8 @@ public:
     bool start(const QString &root, QString &error) override
     {
         m_port = freePort();
+        // vsftpd looks its anonymous account up even when it never switches to
+        // it; "ftp" comes only with its package, "daemon" is on every system.
         const QString config = m_dir.filePath("vsftpd.conf");
         QFile file(config);
         if (!file.open(QIODevice::WriteOnly))
@@ -83,7 +85,7 @@ public:
         file.write(
             QStringLiteral("listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port=%1\n"
                            "background=NO\nanonymous_enable=YES\nno_anon_password=YES\nlocal_enable=NO\n"
-                           "write_enable=NO\nanon_root=%2\nrun_as_launching_user=YES\n"
+                           "write_enable=NO\nanon_root=%2\nrun_as_launching_user=YES\nftp_username=daemon\n"
                            "secure_chroot_dir=%3\nuse_localtime=NO\nseccomp_sandbox=NO\n"
                            "xferlog_enable=NO\nvsftpd_log_file=%3/log\npasv_address=127.0.0.1\n")
                 .arg(m_port)
