@@ -10,7 +10,7 @@ packages=(
     xvfb xauth fonts-dejavu-core
     clang libclang-rt-14-dev llvm
     libbenchmark-dev valgrind
-    libssl-dev python3-openssl abigail-tools extra-cmake-modules
+    libssl-dev python3-openssl openssl abigail-tools extra-cmake-modules
     python3-pyftpdlib curl procps
 )
 # No vsftpd here: its package starts a system FTP daemon and removes other FTP

@@ -87,6 +87,12 @@ struct Options
     QCommandLineOption toPort{"to-port", "copy: the target server's port.", "port", "21"};
     QCommandLineOption toUser{"to-user", "copy: the user name on the target server.", "name", "anonymous"};
     QCommandLineOption toPassword{"to-password", "copy: the password on the target server.", "password"};
+    QCommandLineOption tls { "tls",
+        "Secure the session with TLS (AUTH TLS, protected data connections); a server "
+        "without TLS is refused." };
+    QCommandLineOption insecure { "insecure", "--tls: do not check the server's certificate and name." };
+    QCommandLineOption caCert { "cacert",
+        "--tls: trust the certificates in this PEM file instead of the system's.", "file" };
     QCommandLineOption verbose{"verbose", "Show the dialogue with the server on standard error."};
     QCommandLineOption quiet{{"q", "quiet"}, "No progress bar, even on a terminal."};
 };
@@ -219,6 +225,14 @@ std::unique_ptr<CFTPClient> Session::makeClient() const
                                                str(m_parser.value(m_o.startDir)));
     client->SetPassiveAddressFromControlPeer(m_parser.isSet(m_o.passiveToPeer));
     client->SetResumeMode(m_parser.isSet(m_o.resume));
+    if (m_parser.isSet(m_o.tls)) {
+        nsSocket::CTlsSettings tls;
+        tls.SetVerifyPeer(!m_parser.isSet(m_o.insecure));
+        tls.SetCaFile(str(m_parser.value(m_o.caCert)));
+        client->EnableTls(tls);
+    } else if (m_parser.isSet(m_o.insecure) || m_parser.isSet(m_o.caCert)) {
+        throw UsageException { QStringLiteral("--insecure and --cacert go with --tls only") };
+    }
     return client;
 }
 
@@ -387,12 +401,12 @@ int main(int argc, char* argv[])
     const QCommandLineOption helpOption = parser.addHelpOption();
     parser.addVersionOption();
     const Options options;
-    for (const QCommandLineOption* option :
-         {&options.host, &options.port, &options.user, &options.password, &options.account, &options.firewallType,
-          &options.firewallHost, &options.firewallPort, &options.firewallUser, &options.firewallPassword,
-          &options.active, &options.passiveToPeer, &options.ascii, &options.resume, &options.unique, &options.parsed,
-          &options.startDir, &options.timeout, &options.toHost, &options.toPort, &options.toUser, &options.toPassword,
-          &options.verbose, &options.quiet})
+    for (const QCommandLineOption *option : { &options.host, &options.port, &options.user, &options.password,
+             &options.account, &options.firewallType, &options.firewallHost, &options.firewallPort,
+             &options.firewallUser, &options.firewallPassword, &options.active, &options.passiveToPeer,
+             &options.ascii, &options.resume, &options.unique, &options.parsed, &options.startDir,
+             &options.timeout, &options.toHost, &options.toPort, &options.toUser, &options.toPassword,
+             &options.tls, &options.insecure, &options.caCert, &options.verbose, &options.quiet })
         parser.addOption(*option);
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the commands above."),
                                  QStringLiteral("command [arguments...]"));

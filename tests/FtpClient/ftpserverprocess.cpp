@@ -50,7 +50,9 @@ bool accepts(unsigned short port)
 
 }
 
-FtpServerProcess::FtpServerProcess(Kind kind) : m_kind(kind)
+FtpServerProcess::FtpServerProcess(Kind kind, const QString &tlsCertificate)
+    : m_kind(kind)
+    , m_tlsCertificate(tlsCertificate)
 {
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
 }
@@ -119,8 +121,11 @@ void FtpServerProcess::stop()
 
 bool FtpServerProcess::startPyftpdlib()
 {
-    m_process.start(QStringLiteral(VETREL_TEST_PYTHON),
-                    {QStringLiteral(VETREL_TEST_PYFTPD_SCRIPT), localPath(QString()), user(), password()});
+    QStringList arguments { QStringLiteral(VETREL_TEST_PYFTPD_SCRIPT), localPath(QString()), user(),
+        password() };
+    if (!m_tlsCertificate.isEmpty())
+        arguments << m_tlsCertificate;
+    m_process.start(QStringLiteral(VETREL_TEST_PYTHON), arguments);
     if (!m_process.waitForStarted(StartLimitMs)) {
         m_error = QStringLiteral("pyftpdlib did not start: ") + m_process.errorString();
         return false;
@@ -164,7 +169,7 @@ bool FtpServerProcess::startVsftpd()
                                     "pasv_address=127.0.0.1\nxferlog_enable=NO\nuse_localtime=NO\n"
                                     "hide_ids=NO\nmax_per_ip=0\nmax_clients=0\nftp_username=daemon\n";
         const QString configPath = m_dir.path() + QStringLiteral("/vsftpd.conf");
-        if (!writeTestFile(configPath, config)) {
+        if (!writeTestFile(configPath, config + tlsConfig())) {
             m_error = QStringLiteral("cannot write the vsftpd configuration");
             return false;
         }
@@ -182,6 +187,15 @@ bool FtpServerProcess::startVsftpd()
         stop();
     }
     return false;
+}
+
+QByteArray FtpServerProcess::tlsConfig() const
+{
+    if (m_tlsCertificate.isEmpty())
+        return QByteArray();
+    const QByteArray pem = m_tlsCertificate.toLocal8Bit();
+    return "ssl_enable=YES\nallow_anon_ssl=YES\nforce_anon_logins_ssl=YES\nforce_anon_data_ssl=YES\nrsa_cert_file="
+        + pem + "\nrsa_private_key_file=" + pem + "\n";
 }
 
 bool FtpServerProcess::waitUntilListening()

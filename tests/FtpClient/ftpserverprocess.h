@@ -13,14 +13,16 @@
  * process id when the object goes.
  *
  * Both serve a writable directory "/pub"; localPath() maps a remote path to
- * the file behind it, so tests can check transfers byte for byte.
+ * the file behind it, so tests can check transfers byte for byte. Given a
+ * certificate (a PEM file with the certificate and its key), a server speaks
+ * FTP over TLS only.
  */
 class FtpServerProcess
 {
 public:
     enum Kind { Pyftpdlib, Vsftpd };
 
-    explicit FtpServerProcess(Kind kind);
+    explicit FtpServerProcess(Kind kind, const QString &tlsCertificate = QString());
     ~FtpServerProcess();
 
     FtpServerProcess(const FtpServerProcess&) = delete;
@@ -42,10 +44,13 @@ public:
 private:
     bool startPyftpdlib();
     bool startVsftpd();
+    /// vsftpd's settings for TLS only, when the server was given a certificate.
+    QByteArray tlsConfig() const;
     bool waitUntilListening();
     QString logPath() const;
 
     const Kind m_kind;
+    const QString m_tlsCertificate;
     QTemporaryDir m_dir;
     QProcess m_process;
     unsigned short m_port = 0;

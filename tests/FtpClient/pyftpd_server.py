@@ -1,6 +1,8 @@
 """Serves a directory over FTP on 127.0.0.1 for the FTP client tests.
 
-Usage: pyftpd_server.py ROOT USER PASSWORD
+Usage: pyftpd_server.py ROOT USER PASSWORD [CERTIFICATE]
+With CERTIFICATE (a PEM file holding the certificate and its key) the server
+speaks FTP over TLS only: control and data connections must be secured.
 Prints the port the OS chose on the first line of standard output, then
 serves until it is terminated or its standard input ends, which happens when
 the test that started it goes away, even by a crash.
@@ -11,7 +13,7 @@ import sys
 import threading
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler
+from pyftpdlib.handlers import FTPHandler, TLS_FTPHandler
 from pyftpdlib.servers import FTPServer
 
 
@@ -26,6 +28,11 @@ def main():
     authorizer.add_user(user, password, root, perm="elradfmwMT")
 
     handler = FTPHandler
+    if len(sys.argv) > 4:
+        handler = TLS_FTPHandler
+        handler.certfile = sys.argv[4]
+        handler.tls_control_required = True
+        handler.tls_data_required = True
     handler.authorizer = authorizer
     handler.banner = "vetrel test server ready."
 

@@ -180,7 +180,7 @@ void TestFtpDataTypes::invalidValuesAssert()
                  [] { CStructure(static_cast<CStructure::TStructureEnum>(-1)).AsString(); }),
         std::string("false"));
     QCOMPARE(AssertionCatcher::conditionOf(
-                 [] { CCommand(static_cast<CCommand::TCommandEnum>(lastCommand + 1)).AsString(); }),
+                 [] { CCommand(static_cast<CCommand::TCommandEnum>(CCommand::cmdPROT + 1)).AsString(); }),
         std::string("it!=GetInstance().end()"));
 }
 

@@ -3,6 +3,7 @@
 #include "FTPAssert.h"
 #include "FTPFileStatus.h"
 #include "FTPListParse.h"
+#include "FTPMlsdParse.h"
 #include "FTPTransferTargets.h"
 
 #include <arpa/inet.h>
@@ -162,8 +163,8 @@ bool CFTPClient::CReply::Set(const tstring& strResponse)
 // ---------------------------------------------------------------------------
 // Construction, observers, settings
 
-CFTPClient::CFTPClient(std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout, unsigned int uiBufferSize,
-                       unsigned int uiResponseWait, const tstring& strRemoteStartDirectory)
+CFTPClient::CFTPClient(std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout,
+    unsigned int uiBufferSize, unsigned int uiResponseWait, const tstring &strRemoteStartDirectory)
     : mc_uiTimeout(uiTimeout)
     , mc_uiResponseWait(uiResponseWait)
     , mc_strEolCharacterSequence("\r\n")
@@ -176,6 +177,7 @@ CFTPClient::CFTPClient(std::shared_ptr<IBlockingSocket> apSocket, unsigned int u
     , m_fAbortTransfer(false)
     , m_fResumeIfPossible(true)
     , m_fPassiveToControlPeer(false)
+    , m_iMachineListing(-1)
     , m_Observers(this)
 {
     VETREL_FTP_ASSERT(m_apSckControlConnection.get());
@@ -275,6 +277,7 @@ void CFTPClient::CloseControlChannel()
     m_apCurrentRepresentation.reset();
     m_qResponseBuffer.clear();
     m_strPendingResponse.clear();
+    m_iMachineListing = -1;
 }
 
 void CFTPClient::DropControlConnection()
@@ -301,6 +304,8 @@ bool CFTPClient::Login(const CLogonInfo& logonInfo)
     CReply Reply;
     if (!GetResponse(Reply) || !Reply.Code().IsPositiveCompletionReply())
         return false;
+    if (m_apTlsControlConnection && !SecureControlConnection(strConnectHost))
+        return false;
 
     const int* piSequence = LogonSequences[iFirewallType];
     int iStep = 0;
@@ -321,6 +326,8 @@ bool CFTPClient::Login(const CLogonInfo& logonInfo)
         ReportError("Logon failed.", __LINE__);
         return false;
     }
+    if (m_apTlsControlConnection && !ProtectDataConnections())
+        return false;
     return ChangeWorkingDirectory(m_strRemoteStartDirectory) == 0;
 }
 
@@ -346,6 +353,46 @@ bool CFTPClient::SendLogonStep(int iStepCommand, CReply& Reply)
         return SendCommand(CCommand::cmdUSER, info.Username() + "@" + info.FwUsername() + "@" + strRemoteHost, Reply);
     default: return SendCommand(CCommand::cmdPASS, info.Password() + "@" + info.FwPassword(), Reply);
     }
+}
+
+void CFTPClient::EnableTls(const nsSocket::CTlsSettings &settings)
+{
+    const std::shared_ptr<IBlockingSocket> apPlain
+        = m_apTlsControlConnection ? m_apTlsControlConnection->PlainSocket() : m_apSckControlConnection;
+    m_apTlsControlConnection = std::make_shared<nsSocket::CBlockingTlsSocket>(apPlain, settings);
+    m_apSckControlConnection = m_apTlsControlConnection;
+}
+
+bool CFTPClient::SecureControlConnection(const tstring &strServerHost)
+{
+    CReply Reply;
+    if (!SendCommand(CCommand::cmdAUTH, "TLS", Reply))
+        return false;
+    if (Reply.Code().Value() != "234") {
+        ReportError("The server refused TLS: " + Reply.Value(), __LINE__);
+        CloseControlChannel();
+        return false;
+    }
+    // Whatever came in the clear behind the go-ahead could only have been
+    // slipped in by someone on the way; it must not pass for the server's words.
+    m_qResponseBuffer.clear();
+    m_strPendingResponse.clear();
+    try {
+        m_apTlsControlConnection->StartTls(strServerHost, static_cast<int>(mc_uiTimeout));
+    } catch (const CBlockingSocketException &blockingException) {
+        ReportSocketError(blockingException, __LINE__);
+        DropControlConnection();
+        return false;
+    }
+    return true;
+}
+
+bool CFTPClient::ProtectDataConnections()
+{
+    if (SimpleCommand(CCommand::cmdPBSZ, "0") == 0 && SimpleCommand(CCommand::cmdPROT, "P") == 0)
+        return true;
+    ReportError("The server refused to protect data connections (PBSZ, PROT P).", __LINE__);
+    return false;
 }
 
 int CFTPClient::Logout()
@@ -916,10 +963,9 @@ bool CFTPClient::ListLines(const CCommand& Command, const tstring& strPath, TStr
     return true;
 }
 
-bool CFTPClient::ListParsed(const CCommand& Command, const tstring& strPath, TSpFTPFileStatusVector& vFileList,
-                            bool fPasv)
+bool CFTPClient::ListParsed(const CCommand &Command, const tstring &strPath,
+    TSpFTPFileStatusVector &vFileList, bool fPasv, IFileListParser &Parser)
 {
-    VETREL_FTP_ASSERT(m_apFileListParser.get());
     COutputStream outputStream(mc_strEolCharacterSequence, Command.AsString());
     if (!ReceiveListing(Command, strPath, fPasv, outputStream))
         return false;
@@ -928,7 +974,7 @@ bool CFTPClient::ListParsed(const CCommand& Command, const tstring& strPath, TSp
     tstring strLine;
     while (outputStream.GetNextLine(strLine)) {
         auto spFtpFileStatus = std::make_shared<CFTPFileStatus>();
-        if (m_apFileListParser->Parse(*spFtpFileStatus, strLine)) {
+        if (Parser.Parse(*spFtpFileStatus, strLine)) {
             spFtpFileStatus->SetPath(strPath);
             vFileList.push_back(std::move(spFtpFileStatus));
         }
@@ -948,12 +994,31 @@ bool CFTPClient::NameList(const tstring& strPath, TStringVector& vstrFileList, b
 
 bool CFTPClient::List(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv)
 {
-    return ListParsed(CCommand::cmdLIST, strPath, vFileList, fPasv);
+    if (IsMachineListingOffered()) {
+        CFTPMlsdParser parser;
+        return ListParsed(CCommand::cmdMLSD, strPath, vFileList, fPasv, parser);
+    }
+    VETREL_FTP_ASSERT(m_apFileListParser.get());
+    return ListParsed(CCommand::cmdLIST, strPath, vFileList, fPasv, *m_apFileListParser);
 }
 
 bool CFTPClient::NameList(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv)
 {
-    return ListParsed(CCommand::cmdNLST, strPath, vFileList, fPasv);
+    VETREL_FTP_ASSERT(m_apFileListParser.get());
+    return ListParsed(CCommand::cmdNLST, strPath, vFileList, fPasv, *m_apFileListParser);
+}
+
+bool CFTPClient::IsMachineListingOffered()
+{
+    if (m_iMachineListing < 0) {
+        // FEAT answers one feature a line, each indented by a blank: " MLST type*;size*;".
+        CReply Reply;
+        m_iMachineListing = SendCommand(CCommand::cmdFEAT, CArg(), Reply)
+            && Reply.Code().IsPositiveCompletionReply()
+            && (Reply.Value().find("\r\n MLST") != tstring::npos
+                || Reply.Value().find("\r\n mlst") != tstring::npos);
+    }
+    return m_iMachineListing == 1;
 }
 
 // ---------------------------------------------------------------------------

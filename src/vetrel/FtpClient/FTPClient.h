@@ -4,6 +4,7 @@
 #include <vetrel/vetrel_export.h>
 
 #include "BlockingSocket.h"
+#include "BlockingTlsSocket.h"
 #include "FTPDataTypes.h"
 #include "ObserverPattern.h"
 
@@ -179,6 +180,15 @@ public:
     void SetPassiveAddressFromControlPeer(bool fEnable) { m_fPassiveToControlPeer = fEnable; }
     bool IsPassiveAddressFromControlPeer() const { return m_fPassiveToControlPeer; }
 
+    /**
+     * From the next Login on, secures the control connection with TLS right
+     * after the greeting (AUTH TLS) and every data connection after logon
+     * (PBSZ 0, PROT P). A server that does not agree is refused: nothing,
+     * not even the user name, goes to it in the clear.
+     */
+    void EnableTls(const nsSocket::CTlsSettings &settings = nsSocket::CTlsSettings());
+    bool IsTlsEnabled() const { return m_apTlsControlConnection != nullptr; }
+
     // Connection and logon
     bool IsConnected() const;
     bool Login(const CLogonInfo& loginInfo);
@@ -226,6 +236,8 @@ public:
     // Listings
     bool List(const tstring& strPath, TStringVector& vstrFileList, bool fPasv = true);
     bool NameList(const tstring& strPath, TStringVector& vstrFileList, bool fPasv = true);
+    /// Lists with MLSD when the server offers it (FEAT), whose facts are exact; otherwise LIST through the
+    /// parser.
     bool List(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv = true);
     bool NameList(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv = true);
 
@@ -263,6 +275,8 @@ private:
     bool IsSendable(const CArg& Arguments);
     void DropControlConnection();
     bool SendLogonStep(int iStepCommand, CReply& Reply);
+    bool SecureControlConnection(const tstring &strServerHost);
+    bool ProtectDataConnections();
     bool ReceiveResponseLines();
     bool QueueResponseLines();
     int SimpleCommand(const CCommand& Command, const CArg& Arguments = CArg());
@@ -285,7 +299,9 @@ private:
 
     bool ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream);
     bool ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv);
-    bool ListParsed(const CCommand& Command, const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv);
+    bool ListParsed(const CCommand &Command, const tstring &strPath, TSpFTPFileStatusVector &vFileList,
+        bool fPasv, IFileListParser &Parser);
+    bool IsMachineListingOffered();
     bool CheckLocalFile(CFile& file);
 
     const unsigned int mc_uiTimeout;
@@ -298,11 +314,15 @@ private:
     tstring m_strPendingResponse;
     std::shared_ptr<CRepresentation> m_apCurrentRepresentation;
     std::shared_ptr<nsSocket::IBlockingSocket> m_apSckControlConnection;
+    // The control socket itself while TLS is enabled.
+    std::shared_ptr<nsSocket::CBlockingTlsSocket> m_apTlsControlConnection;
     std::shared_ptr<IFileListParser> m_apFileListParser;
     std::atomic<bool> m_fTransferInProgress;
     std::atomic<bool> m_fAbortTransfer;
     bool m_fResumeIfPossible;
     bool m_fPassiveToControlPeer;
+    // Whether the server lists with MLSD: unknown (-1) until FEAT was asked on this connection.
+    int m_iMachineListing;
     CLogonInfo m_LastLogonInfo;
     nsHelper::CObserverPatternBase<CFTPClient, CNotification> m_Observers;
 };

@@ -60,7 +60,8 @@ public:
 private:
     CCmd2Info()
     {
-        const TSpecificationEnum proxy = Unknown, rfc959 = RFC959, rfc3659 = RFC3659;
+        const TSpecificationEnum proxy = Unknown, rfc959 = RFC959, rfc3659 = RFC3659, rfc2389 = RFC2389,
+                                 rfc4217 = RFC4217;
         const TTypeEnum read = DatachannelRead, write = DatachannelWrite, none = NonDatachannel;
         Insert(cmdABOR, "ABOR", "ABOR <CRLF>", 0, 0, rfc959, none);
         Insert(cmdACCT, "ACCT", "ACCT <SP> <account-information> <CRLF>", 1, 0, rfc959, none);
@@ -99,6 +100,11 @@ private:
         Insert(cmdSYST, "SYST", "SYST <CRLF>", 0, 0, rfc959, none);
         Insert(cmdTYPE, "TYPE", "TYPE <SP> <type-code> <CRLF>", 1, 0, rfc959, none);
         Insert(cmdUSER, "USER", "USER <SP> <username> <CRLF>", 1, 0, rfc959, none);
+        Insert(cmdAUTH, "AUTH", "AUTH <SP> <mechanism-name> <CRLF>", 1, 0, rfc4217, none);
+        Insert(cmdFEAT, "FEAT", "FEAT <CRLF>", 0, 0, rfc2389, none);
+        Insert(cmdMLSD, "MLSD", "MLSD [<SP> <pathname>] <CRLF>", 1, 1, rfc3659, read);
+        Insert(cmdPBSZ, "PBSZ", "PBSZ <SP> <decimal-integer> <CRLF>", 1, 0, rfc4217, none);
+        Insert(cmdPROT, "PROT", "PROT <SP> <prot-code> <CRLF>", 1, 0, rfc4217, none);
     }
 
     void Insert(TCommandEnum enCommand, const tstring &strServerString, const tstring &strSyntax,

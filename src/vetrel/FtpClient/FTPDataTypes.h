@@ -26,7 +26,7 @@ public:
 class VETREL_EXPORT CCommand
 {
 public:
-    /** Numbered alphabetically from 0. */
+    /** The base commands are numbered alphabetically from 0; the later extensions follow them. */
     enum TCommandEnum : int
     {
         cmdABOR,
@@ -64,14 +64,21 @@ public:
         cmdSTRU,
         cmdSYST,
         cmdTYPE,
-        cmdUSER
+        cmdUSER,
+        cmdAUTH,
+        cmdFEAT,
+        cmdMLSD,
+        cmdPBSZ,
+        cmdPROT
     };
     /** The document that defines a command; OPEN, the proxy command, has none. */
     enum TSpecificationEnum : int
     {
         Unknown = 0,
         RFC959 = 1,
-        RFC3659 = 2
+        RFC3659 = 2,
+        RFC2389 = 3,
+        RFC4217 = 4
     };
     /** How a command uses the data channel. */
     enum TTypeEnum : int

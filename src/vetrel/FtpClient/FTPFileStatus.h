@@ -62,6 +62,7 @@ public:
 
 private:
     friend class CFTPListParser;
+    friend class CFTPMlsdParser;
 
     tstring m_strName;
     tstring m_strPath;
