@@ -1,5 +1,7 @@
 // Transfers over loopback from vsftpd: CFTPClient beside curl doing the same
-// download, upload and listing against the same server in the same run.
+// download, upload and listing against the same server in the same run, in
+// plain FTP and over TLS (a second vsftpd with a certificate made at start-up;
+// curl with --ssl-reqd).
 //
 // VETREL_BENCH_FTP_MIB sets the file size (1024 by default) and
 // VETREL_BENCH_FTP_ENTRIES the number of directory entries (100000).
@@ -17,6 +19,7 @@
 #include <benchmark/benchmark.h>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
@@ -26,7 +29,8 @@ using namespace nsFTP;
 namespace
 {
 
-FtpServerProcess* server = nullptr;
+FtpServerProcess *plainServer = nullptr;
+FtpServerProcess *tlsServer = nullptr;
 QTemporaryDir* localDir = nullptr;
 
 long envNumber(const char* name, long fallback)
@@ -44,13 +48,37 @@ QString localSource()
     return localDir->path() + QStringLiteral("/source.bin");
 }
 
-QString url(const QString& remotePath)
+QString certificate()
 {
-    return QStringLiteral("ftp://127.0.0.1:%1%2").arg(server->port()).arg(remotePath);
+    return localDir->path() + QStringLiteral("/server.crt");
+}
+
+FtpServerProcess &server(bool tls)
+{
+    return tls ? *tlsServer : *plainServer;
+}
+
+QString url(const QString &remotePath, bool tls)
+{
+    return QStringLiteral("ftp://127.0.0.1:%1%2").arg(server(tls).port()).arg(remotePath);
+}
+
+/// A self-signed certificate for 127.0.0.1, and the same with its key for the server.
+bool makeCertificate()
+{
+    const QString key = localDir->path() + QStringLiteral("/server.key");
+    const int made = QProcess::execute(QStringLiteral("openssl"),
+        { "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=bench", "-addext",
+            "subjectAltName=IP:127.0.0.1", "-keyout", key, "-out", certificate() });
+    QFile pem(localDir->path() + QStringLiteral("/server.pem"));
+    QFile crt(certificate()), k(key);
+    return made == 0 && pem.open(QIODevice::WriteOnly) && crt.open(QIODevice::ReadOnly)
+        && k.open(QIODevice::ReadOnly) && pem.write(crt.readAll() + k.readAll()) > 0;
 }
 
 bool prepareFiles()
 {
+    FtpServerProcess *const server = plainServer;
     // One block of pseudo-random bytes repeated: incompressible enough, cheap to make.
     QByteArray block(1024 * 1024, Qt::Uninitialized);
     for (int i = 0; i < block.size(); ++i)
@@ -62,6 +90,11 @@ bool prepareFiles()
         for (long written = 0; written < FileBytes; written += block.size())
             file.write(block.constData(), std::min<long>(block.size(), FileBytes - written));
     }
+    // The TLS server serves the same bytes through a second name.
+    if (::link(qPrintable(server->localPath(QStringLiteral("/pub/big.bin"))),
+            qPrintable(tlsServer->localPath(QStringLiteral("/pub/big.bin"))))
+        != 0)
+        return false;
     QDir(server->localPath(QStringLiteral("/pub"))).mkdir(QStringLiteral("many"));
     for (long i = 0; i < Entries; ++i) {
         QFile file(server->localPath(QStringLiteral("/pub/many/quotes-%1.csv").arg(i, 6, 10, QLatin1Char('0'))));
@@ -71,20 +104,27 @@ bool prepareFiles()
     return true;
 }
 
-std::unique_ptr<CFTPClient> logOn(unsigned int bufferSize)
+std::unique_ptr<CFTPClient> logOn(unsigned int bufferSize, bool tls = false)
 {
     auto client = std::make_unique<CFTPClient>(nsSocket::CreateDefaultBlockingSocketInstance(), 30, bufferSize, 0,
                                                "/pub");
     client->SetResumeMode(false);
-    if (!client->Login(CLogonInfo("127.0.0.1", server->port(), "anonymous")))
+    if (tls) {
+        nsSocket::CTlsSettings settings;
+        settings.SetCaFile(certificate().toStdString());
+        client->EnableTls(settings);
+    }
+    if (!client->Login(CLogonInfo("127.0.0.1", server(tls).port(), "anonymous")))
         return nullptr;
     return client;
 }
 
-bool curl(QStringList arguments, bool passive)
+bool curl(QStringList arguments, bool passive, bool tls = false)
 {
     if (!passive)
         arguments.prepend(QStringLiteral("-P-"));
+    if (tls)
+        arguments << QStringLiteral("--ssl-reqd") << QStringLiteral("--cacert") << certificate();
     return QProcess::execute(QStringLiteral("curl"), QStringList{QStringLiteral("-sS")} + arguments) == 0;
 }
 
@@ -93,10 +133,10 @@ void finish(benchmark::State& state, long bytes)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * bytes);
 }
 
-// Arguments: passive (1) or active (0), receive buffer in KiB.
+// Arguments: passive (1) or active (0), receive buffer in KiB, TLS (1) or not (0).
 void VetrelDownload(benchmark::State& state)
 {
-    auto client = logOn(static_cast<unsigned int>(state.range(1) * 1024));
+    auto client = logOn(static_cast<unsigned int>(state.range(1) * 1024), state.range(2) != 0);
     if (!client)
         return state.SkipWithError("logon failed");
     for (auto _ : state) {
@@ -109,8 +149,9 @@ void VetrelDownload(benchmark::State& state)
 void CurlDownload(benchmark::State& state)
 {
     for (auto _ : state) {
-        if (!curl({QStringLiteral("-o"), QStringLiteral("/dev/null"), url(QStringLiteral("/pub/big.bin"))},
-                  state.range(0) != 0))
+        if (!curl({ QStringLiteral("-o"), QStringLiteral("/dev/null"),
+                      url(QStringLiteral("/pub/big.bin"), state.range(1) != 0) },
+                state.range(0) != 0, state.range(1) != 0))
             return state.SkipWithError("curl failed");
     }
     finish(state, FileBytes);
@@ -118,7 +159,7 @@ void CurlDownload(benchmark::State& state)
 
 void VetrelUpload(benchmark::State& state)
 {
-    auto client = logOn(static_cast<unsigned int>(state.range(1) * 1024));
+    auto client = logOn(static_cast<unsigned int>(state.range(1) * 1024), state.range(2) != 0);
     if (!client)
         return state.SkipWithError("logon failed");
     for (auto _ : state) {
@@ -131,7 +172,9 @@ void VetrelUpload(benchmark::State& state)
 void CurlUpload(benchmark::State& state)
 {
     for (auto _ : state) {
-        if (!curl({QStringLiteral("-T"), localSource(), url(QStringLiteral("/pub/curl-up.bin"))}, state.range(0) != 0))
+        if (!curl({ QStringLiteral("-T"), localSource(),
+                      url(QStringLiteral("/pub/curl-up.bin"), state.range(1) != 0) },
+                state.range(0) != 0, state.range(1) != 0))
             return state.SkipWithError("curl failed");
     }
     finish(state, FileBytes);
@@ -172,7 +215,9 @@ void VetrelList(benchmark::State& state)
 void CurlList(benchmark::State& state)
 {
     for (auto _ : state) {
-        if (!curl({QStringLiteral("-o"), QStringLiteral("/dev/null"), url(QStringLiteral("/pub/many/"))}, true))
+        if (!curl({ QStringLiteral("-o"), QStringLiteral("/dev/null"),
+                      url(QStringLiteral("/pub/many/"), false) },
+                true))
             return state.SkipWithError("curl failed");
     }
 }
@@ -183,33 +228,60 @@ void CurlList(benchmark::State& state)
 BENCHMARK(VetrelList)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(CurlList)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 BENCHMARK(VetrelDownload)
-    ->ArgsProduct({{1}, {16, 64, 256, 1024}})
-    ->Args({0, 256})
+    ->ArgsProduct({ { 1 }, { 16, 64, 256, 1024 }, { 0 } })
+    ->Args({ 0, 256, 0 })
+    ->Args({ 1, 256, 1 })
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->Iterations(3);
-BENCHMARK(CurlDownload)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(VetrelUpload)->Args({1, 256})->Args({0, 256})->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
-BENCHMARK(CurlUpload)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(CurlDownload)
+    ->Args({ 1, 0 })
+    ->Args({ 0, 0 })
+    ->Args({ 1, 1 })
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+BENCHMARK(VetrelUpload)
+    ->Args({ 1, 256, 0 })
+    ->Args({ 0, 256, 0 })
+    ->Args({ 1, 256, 1 })
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
+BENCHMARK(CurlUpload)
+    ->Args({ 1, 0 })
+    ->Args({ 0, 0 })
+    ->Args({ 1, 1 })
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     QTemporaryDir dir;
-    FtpServerProcess vsftpd(FtpServerProcess::Vsftpd);
-    if (!dir.isValid() || !vsftpd.start()) {
-        std::fprintf(stderr, "cannot start vsftpd: %s\n", qPrintable(vsftpd.errorString()));
+    localDir = &dir;
+    if (!dir.isValid() || !makeCertificate()) {
+        std::fprintf(stderr, "cannot make a certificate\n");
         return 1;
     }
-    server = &vsftpd;
-    localDir = &dir;
+    FtpServerProcess vsftpd(FtpServerProcess::Vsftpd);
+    FtpServerProcess tlsVsftpd(FtpServerProcess::Vsftpd, dir.path() + QStringLiteral("/server.pem"));
+    for (FtpServerProcess *server : { &vsftpd, &tlsVsftpd }) {
+        if (!server->start()) {
+            std::fprintf(stderr, "cannot start vsftpd: %s\n", qPrintable(server->errorString()));
+            return 1;
+        }
+    }
+    plainServer = &vsftpd;
+    tlsServer = &tlsVsftpd;
     if (!prepareFiles()) {
         std::fprintf(stderr, "cannot prepare the files\n");
         return 1;
     }
-    std::fprintf(stderr, "file %ld MiB, %ld directory entries, vsftpd on port %u\n", FileBytes / (1024 * 1024),
-                 Entries, server->port());
+    std::fprintf(stderr, "file %ld MiB, %ld directory entries, vsftpd on ports %u (plain) and %u (TLS)\n",
+        FileBytes / (1024 * 1024), Entries, plainServer->port(), tlsServer->port());
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;
