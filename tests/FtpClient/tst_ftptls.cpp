@@ -51,6 +51,13 @@ QByteArray sampleBytes(int size)
     return bytes;
 }
 
+void addServerRows(const QString &prefix)
+{
+    QTest::addColumn<QString>("serverName");
+    for (const char *name : { "pyftpdlib", "vsftpd" })
+        QTest::newRow(name) << prefix + name;
+}
+
 nsSocket::CTlsSettings tlsSettings(bool verify, const QString &caFile)
 {
     nsSocket::CTlsSettings settings;
@@ -180,9 +187,7 @@ void TestFtpTls::certificateChecks()
 
 void TestFtpTls::serverWithoutTlsIsRefused_data()
 {
-    QTest::addColumn<QString>("serverName");
-    QTest::newRow("pyftpdlib") << "plain pyftpdlib";
-    QTest::newRow("vsftpd") << "plain vsftpd";
+    addServerRows("plain ");
 }
 
 void TestFtpTls::serverWithoutTlsIsRefused()
@@ -251,9 +256,7 @@ void TestFtpTls::transfers()
 
 void TestFtpTls::abortKeepsTheSessionUsable_data()
 {
-    QTest::addColumn<QString>("serverName");
-    QTest::newRow("pyftpdlib") << "pyftpdlib";
-    QTest::newRow("vsftpd") << "vsftpd";
+    addServerRows("");
 }
 
 void TestFtpTls::abortKeepsTheSessionUsable()

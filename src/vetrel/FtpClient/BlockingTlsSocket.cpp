@@ -201,8 +201,9 @@ void CBlockingTlsSocket::ThrowFailure(const char *pchOperation, int iResult) con
         ERR_clear_error();
         std::rethrow_exception(pFailure);
     }
+    // Without checks OpenSSL still records what it found; that is no reason for a failure then.
     const long lVerified = SSL_get_verify_result(m_pSsl);
-    if (lVerified != X509_V_OK) {
+    if (m_apContext->m_Settings.VerifyPeer() && lVerified != X509_V_OK) {
         ERR_clear_error();
         throw TlsException(pchOperation, X509_verify_cert_error_string(lVerified));
     }
