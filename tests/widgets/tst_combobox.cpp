@@ -2,6 +2,7 @@
 #include <vetrel/comboboxvalidator.h>
 
 #include <QAbstractItemView>
+#include <QAbstractProxyModel>
 #include <QCompleter>
 #include <QLineEdit>
 #include <QStandardItemModel>
@@ -17,6 +18,8 @@ private slots:
     void validate();
     void validatorFollowsTheModel();
     void construction();
+    void followsAReplacedModel_data();
+    void followsAReplacedModel();
     void typingAndPopup();
 };
 
@@ -29,6 +32,13 @@ QValidator::State validated(const ComboBoxValidator *validator, QString input)
     return validator->validate(input, pos);
 }
 
+// The model whose rows the completer offers, seen through its ordering proxy.
+QAbstractItemModel *completionSource(const ComboBox &box)
+{
+    auto *proxy = qobject_cast<QAbstractProxyModel *>(box.completer()->model());
+    return proxy ? proxy->sourceModel() : nullptr;
+}
+
 }
 
 void TestComboBox::validate_data()
@@ -37,11 +47,14 @@ void TestComboBox::validate_data()
     QTest::addColumn<int>("state");
     QTest::addColumn<QString>("fixed");
 
-    // Over the rows Alpha, al, Beta, Сбербанк: the first matching row decides.
+    // Over the rows Alpha, al, Beta2, beta, Сбербанк: the first matching row
+    // decides, whatever the order of the texts.
     QTest::newRow("earlier prefix wins over later exact") << "al" << int(QValidator::Intermediate) << "Alpha";
     QTest::newRow("exact ignoring case") << "ALPHA" << int(QValidator::Acceptable) << "Alpha";
     QTest::newRow("cyrillic ignoring case") << "СБЕР" << int(QValidator::Intermediate) << "Сбербанк";
-    QTest::newRow("no row") << "b2" << int(QValidator::Invalid) << "b2";
+    QTest::newRow("earlier longer row wins over later exact")
+        << "beta" << int(QValidator::Intermediate) << "Beta2";
+    QTest::newRow("no row") << "b3" << int(QValidator::Invalid) << "b3";
     QTest::newRow("empty") << "" << int(QValidator::Intermediate) << "";
 }
 
@@ -51,8 +64,8 @@ void TestComboBox::validate()
     QFETCH(int, state);
     QFETCH(QString, fixed);
 
-    QStringListModel model({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta"),
-        QStringLiteral("Сбербанк") });
+    QStringListModel model({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta2"),
+        QStringLiteral("beta"), QStringLiteral("Сбербанк") });
     ComboBoxValidator validator;
     validator.setModel(&model);
     QCOMPARE(int(validated(&validator, input)), state);
@@ -96,19 +109,46 @@ void TestComboBox::construction()
     QCOMPARE(validator->model(), box.model());
     QVERIFY(!box.lineEdit()->validator());
     QCOMPARE(box.completer()->caseSensitivity(), Qt::CaseInsensitive);
-    QCOMPARE(box.completer()->model(), box.model());
-
-    // A replaced model is followed by both, so the validator never judges
-    // against the deleted default model.
-    QStringListModel markets({ QStringLiteral("MICEX"), QStringLiteral("FORTS") });
-    box.setModel(&markets);
-    QCOMPARE(validator->model(), &markets);
-    QCOMPARE(box.completer()->model(), &markets);
-    QCOMPARE(validated(validator, QStringLiteral("forts")), QValidator::Acceptable);
+    QCOMPARE(completionSource(box), box.model());
 
     box.setLineEdit(new QLineEdit);
     QVERIFY(!box.comboBoxValidator());
+    QStringListModel markets({ QStringLiteral("MICEX") });
     box.setModel(&markets);
+}
+
+// QComboBox::setModel is not virtual: a host that replaces the model through
+// a QComboBox pointer must not leave the validator on the old, deleted model.
+void TestComboBox::followsAReplacedModel_data()
+{
+    QTest::addColumn<bool>("throughBase");
+    QTest::newRow("ComboBox::setModel") << false;
+    QTest::newRow("QComboBox::setModel") << true;
+}
+
+void TestComboBox::followsAReplacedModel()
+{
+    QFETCH(bool, throughBase);
+    ComboBox box;
+    box.lineEdit()->setValidator(box.comboBoxValidator());
+    box.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&box));
+
+    auto *old = new QStringListModel({ QStringLiteral("MICEX") });
+    box.setModel(old);
+    auto *markets = new QStringListModel({ QStringLiteral("SPB"), QStringLiteral("FORTS") }, &box);
+    if (throughBase)
+        static_cast<QComboBox &>(box).setModel(markets);
+    else
+        box.setModel(markets);
+    delete old;
+    box.setCurrentIndex(-1);
+
+    QTest::keyClicks(box.lineEdit(), QStringLiteral("fo"));
+    QCOMPARE(box.lineEdit()->text(), QStringLiteral("fo"));
+    QCOMPARE(box.comboBoxValidator()->model(), markets);
+    QCOMPARE(completionSource(box), markets);
+    QCOMPARE(box.completer()->currentCompletion(), QStringLiteral("FORTS"));
 }
 
 void TestComboBox::typingAndPopup()

@@ -1,5 +1,7 @@
 #include "selectordata_p.h"
 
+#include <vetrel/caseinsensitiveindex_p.h>
+
 #include <host/database.h>
 #include <host/exception.h>
 #include <host/field.h>
@@ -118,33 +120,12 @@ void selectItem(QComboBox &box, const QVariant &value, int role)
 
 TextLookup::TextLookup(QAbstractItemModel *model, QObject *parent)
     : QObject(parent)
-    , m_model(model)
-{
-    const auto stale = [this] { m_stale = true; };
-    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, stale);
-    connect(model, &QAbstractItemModel::modelReset, this, stale);
-    connect(model, &QAbstractItemModel::layoutAboutToBeChanged, this, stale);
-    connect(model, &QAbstractItemModel::layoutChanged, this, stale);
-    connect(model, &QAbstractItemModel::rowsAboutToBeInserted, this, stale);
-    connect(model, &QAbstractItemModel::rowsInserted, this, stale);
-    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, stale);
-    connect(model, &QAbstractItemModel::rowsRemoved, this, stale);
-    connect(model, &QAbstractItemModel::rowsMoved, this, stale);
-    connect(model, &QAbstractItemModel::dataChanged, this, stale);
-}
+    , m_rows(CaseInsensitiveIndex::of(model))
+{ }
 
 int TextLookup::row(const QString &text) const
 {
-    if (m_stale) {
-        m_rows.clear();
-        const int rows = m_model->rowCount();
-        m_rows.reserve(rows);
-        // From the last row up, so that the first of equal texts stays.
-        for (int row = rows - 1; row >= 0; --row)
-            m_rows.insert(m_model->index(row, 0).data().toString(), row);
-        m_stale = false;
-    }
-    return m_rows.value(text, -1);
+    return m_rows->firstRowEqualTo(text);
 }
 
 void useUniformRows(QComboBox &box)

@@ -15,13 +15,14 @@
 
 #include <QAbstractItemModel>
 #include <QComboBox>
-#include <QHash>
 #include <QList>
 #include <QSortFilterProxyModel>
 #include <QString>
 
 #include <algorithm>
 #include <vector>
+
+class CaseInsensitiveIndex;
 
 namespace SelectorData
 {
@@ -179,10 +180,11 @@ QPair<bool, QList<Key>> checkedKeys(const QList<Data> &rows, KeyOf keyOf)
 }
 
 /**
- * Finds the first row of a model by its exact display text in constant time.
- * The hash is rebuilt on the first lookup after the rows changed; it learns
- * of a change before anyone else connected later hears of it, so a box's own
- * handlers never see stale rows. Create it right after the model is set.
+ * Finds the first row of a model by its exact display text without reading
+ * every row: the model's case-insensitive index narrows it to the texts equal
+ * ignoring case. The index learns of a change before anyone connected later
+ * hears of it, so a box's own handlers never see stale rows. Create it right
+ * after the model is set.
  */
 class TextLookup : public QObject
 {
@@ -192,9 +194,7 @@ public:
     int row(const QString &text) const;
 
 private:
-    QAbstractItemModel *m_model;
-    mutable QHash<QString, int> m_rows;
-    mutable bool m_stale = true;
+    CaseInsensitiveIndex *m_rows;
 };
 
 /// The first item of the box whose data under `role` equals `value` exactly

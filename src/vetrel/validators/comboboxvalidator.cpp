@@ -1,46 +1,49 @@
 #include <vetrel/comboboxvalidator.h>
 
+#include <vetrel/caseinsensitiveindex_p.h>
+
 #include <QAbstractItemModel>
+#include <QPointer>
 
-namespace
+class ComboBoxValidatorPrivate
 {
-
-// The display text of the first top-level row that starts with the (non-empty)
-// input ignoring case; a null string when no row does.
-QString firstRowStartingWith(const QAbstractItemModel *model, const QString &input)
-{
-    const int rows = model->rowCount();
-    for (int row = 0; row < rows; ++row) {
-        const QString text = model->data(model->index(row, 0), Qt::DisplayRole).toString();
-        if (text.startsWith(input, Qt::CaseInsensitive))
-            return text;
+public:
+    // The display text of the first row (in model order) that starts with
+    // the non-empty input ignoring case; a null string when none does.
+    QString firstRowStartingWith(const QString &input) const
+    {
+        CaseInsensitiveIndex *rows = CaseInsensitiveIndex::of(model);
+        const int row = rows->firstRowStartingWith(input);
+        return row < 0 ? QString() : rows->text(row);
     }
-    return QString();
-}
 
-}
+    QPointer<QAbstractItemModel> model;
+};
 
 ComboBoxValidator::ComboBoxValidator(QObject *parent)
     : QValidator(parent)
+    , d(new ComboBoxValidatorPrivate)
 { }
+
+ComboBoxValidator::~ComboBoxValidator() = default;
 
 void ComboBoxValidator::setModel(QAbstractItemModel *model)
 {
-    m_model = model;
+    d->model = model;
 }
 
 QAbstractItemModel *ComboBoxValidator::model() const
 {
-    return m_model.data();
+    return d->model.data();
 }
 
 QValidator::State ComboBoxValidator::validate(QString &input, int &) const
 {
-    if (!m_model)
+    if (!d->model)
         return Invalid;
     if (input.isEmpty())
         return Intermediate;
-    const QString match = firstRowStartingWith(m_model, input);
+    const QString match = d->firstRowStartingWith(input);
     if (match.isNull())
         return Invalid;
     // Case folding maps one code unit to one, so equal length means equal text.
@@ -49,9 +52,9 @@ QValidator::State ComboBoxValidator::validate(QString &input, int &) const
 
 void ComboBoxValidator::fixup(QString &input) const
 {
-    if (!m_model || input.isEmpty())
+    if (!d->model || input.isEmpty())
         return;
-    const QString match = firstRowStartingWith(m_model, input);
+    const QString match = d->firstRowStartingWith(input);
     if (!match.isNull())
         input = match;
 }

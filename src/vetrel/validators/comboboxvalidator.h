@@ -1,20 +1,23 @@
 #ifndef VETREL_COMBOBOXVALIDATOR_H
 #define VETREL_COMBOBOXVALIDATOR_H
 
-#include <QPointer>
 #include <QValidator>
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 class QAbstractItemModel;
+class ComboBoxValidatorPrivate;
 
 /**
  * Restricts an editable combo box to the texts of its items.
  *
- * The rows are read afresh on every call (display text of column 0, compared
- * ignoring case), so a model that is refilled or reset while the user types
- * is judged by its current rows. The model is held weakly: once it is
- * destroyed every input is Invalid.
+ * The display texts of column 0 are compared ignoring case. A model that is
+ * refilled or reset while the user types is judged by its current rows; the
+ * rows are kept in a case-insensitive order so that a keystroke costs a
+ * binary search, not a pass over every row. The model is held weakly: once
+ * it is destroyed every input is Invalid.
  */
 class VETREL_EXPORT ComboBoxValidator : public QValidator
 {
@@ -22,6 +25,7 @@ class VETREL_EXPORT ComboBoxValidator : public QValidator
 
 public:
     explicit ComboBoxValidator(QObject *parent = nullptr);
+    ~ComboBoxValidator() override;
 
     void setModel(QAbstractItemModel *model);
     QAbstractItemModel *model() const;
@@ -32,7 +36,7 @@ public:
     void fixup(QString &input) const override;
 
 private:
-    QPointer<QAbstractItemModel> m_model;
+    std::unique_ptr<ComboBoxValidatorPrivate> const d;
 };
 
 #endif

@@ -1,41 +1,81 @@
 #include <vetrel/combobox.h>
 
 #include <vetrel/comboboxvalidator.h>
+#include <vetrel/completionordermodel_p.h>
 
 #include <QAbstractItemView>
 #include <QCompleter>
+#include <QEvent>
 #include <QItemSelectionModel>
 #include <QLineEdit>
+#include <QListView>
+#include <QPointer>
 #include <QSignalBlocker>
+
+class ComboBoxPrivate
+{
+public:
+    explicit ComboBoxPrivate(ComboBox *box)
+        : q(box)
+    { }
+
+    // Points the completer and the validator at the box's model when it is
+    // not the one they were last given.
+    void followModel()
+    {
+        QAbstractItemModel *model = q->model();
+        if (model == followed)
+            return;
+        followed = model;
+        completionOrder->setSourceModel(model);
+        if (QCompleter *searcher = q->completer()) {
+            if (searcher->model() != completionOrder)
+                searcher->setModel(completionOrder);
+        }
+        if (validator)
+            validator->setModel(model);
+    }
+
+    ComboBox *const q;
+    QPointer<ComboBoxValidator> validator;
+    CompletionOrderModel *completionOrder = nullptr;
+    QPointer<QAbstractItemModel> followed;
+};
 
 ComboBox::ComboBox(QWidget *parent)
     : QComboBox(parent)
+    , d(new ComboBoxPrivate(this))
 {
     setEditable(true);
 
     auto *completer = new QCompleter(this);
     completer->setCaseSensitivity(Qt::CaseInsensitive);
+    // The completer sees the rows in case-insensitive order, so a typed
+    // prefix is a binary search away however long the list.
+    completer->setModelSorting(QCompleter::CaseInsensitivelySortedModel);
+    if (auto *list = qobject_cast<QListView *>(completer->popup()))
+        list->setUniformItemSizes(true);
     setCompleter(completer);
-    completer->setModel(model());
+    d->completionOrder = new CompletionOrderModel(this);
 
-    m_validator = new ComboBoxValidator(lineEdit());
-    m_validator->setModel(model());
+    d->validator = new ComboBoxValidator(lineEdit());
+    d->followModel();
+    lineEdit()->installEventFilter(this);
 
     setCurrentIndex(-1);
 }
 
+ComboBox::~ComboBox() = default;
+
 ComboBoxValidator *ComboBox::comboBoxValidator() const
 {
-    return m_validator;
+    return d->validator;
 }
 
 void ComboBox::setModel(QAbstractItemModel *model)
 {
     QComboBox::setModel(model);
-    if (QCompleter *searcher = completer())
-        searcher->setModel(model);
-    if (m_validator)
-        m_validator->setModel(model);
+    d->followModel();
 }
 
 void ComboBox::showPopup()
@@ -46,4 +86,20 @@ void ComboBox::showPopup()
     QAbstractItemView *list = view();
     const QSignalBlocker blocker(list);
     list->selectionModel()->clearSelection();
+}
+
+bool ComboBox::eventFilter(QObject *watched, QEvent *event)
+{
+    // Before the line edit judges a keystroke, the validator and the
+    // completer must look at the model that the box shows now.
+    switch (event->type()) {
+    case QEvent::KeyPress:
+    case QEvent::InputMethod:
+    case QEvent::FocusIn:
+        d->followModel();
+        break;
+    default:
+        break;
+    }
+    return QComboBox::eventFilter(watched, event);
 }

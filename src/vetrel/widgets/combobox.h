@@ -2,19 +2,26 @@
 #define VETREL_COMBOBOX_H
 
 #include <QComboBox>
-#include <QPointer>
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 class ComboBoxValidator;
+class ComboBoxPrivate;
 
 /**
  * An editable combo box that the user searches by typing.
  *
- * A case-insensitive completer works on the combo box's model. A
- * ComboBoxValidator over the same model is created but not installed:
- * subclasses (the selector boxes) take it from comboBoxValidator() and install
- * it where they want it. The box starts with nothing selected.
+ * A case-insensitive completer offers the items that start with the typed
+ * text. A ComboBoxValidator over the box's model is created but not
+ * installed: subclasses (the selector boxes) take it from
+ * comboBoxValidator() and install it where they want it. The box starts with
+ * nothing selected.
+ *
+ * The completer and the validator follow the box's model however it is
+ * replaced, also through QComboBox::setModel(), which this class cannot
+ * override.
  */
 class VETREL_EXPORT ComboBox : public QComboBox
 {
@@ -22,20 +29,22 @@ class VETREL_EXPORT ComboBox : public QComboBox
 
 public:
     explicit ComboBox(QWidget *parent = nullptr);
+    ~ComboBox() override;
 
     /// Null once the line edit that owns it has been replaced.
     ComboBoxValidator *comboBoxValidator() const;
 
-    /// Replaces the model and points the completer and the validator at it.
-    /// QComboBox deletes a model it owns when it is replaced, which would
-    /// otherwise leave the validator refusing every input.
+    /// Replaces the model; the completer and the validator follow it.
     void setModel(QAbstractItemModel *model);
 
     /// Opens the list with no highlighted row.
     void showPopup() override;
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
-    QPointer<ComboBoxValidator> m_validator;
+    std::unique_ptr<ComboBoxPrivate> const d;
 };
 
 #endif
