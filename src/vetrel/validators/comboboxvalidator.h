@@ -11,7 +11,7 @@ class QAbstractItemModel;
 class ComboBoxValidatorPrivate;
 
 /**
- * Restricts an editable combo box to the texts of its items.
+ * Lets into an editable combo box only what leads to one of its items.
  *
  * The display texts of column 0 are compared ignoring case. A model that is
  * refilled or reset while the user types is judged by its current rows; the
