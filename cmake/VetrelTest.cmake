@@ -4,6 +4,9 @@
 # One Qt Test executable registered with CTest. Widget tests run on the
 # offscreen platform; XVFB tests (those that need a real X server, such as
 # XKB key lookups) run on xcb under xvfb-run.
+#
+# Every label also names a target, tests_<label>, that builds the tests carrying
+# it, so that a stage can build and run one group alone (ctest -L <label>).
 function(vetrel_add_qtest name)
     cmake_parse_arguments(T "XVFB" "TIMEOUT" "SOURCES;LIBS;ENV;LABELS" ${ARGN})
     add_executable(${name} ${T_SOURCES})
@@ -18,6 +21,12 @@ function(vetrel_add_qtest name)
         TIMEOUT ${T_TIMEOUT}
         LABELS "${T_LABELS}"
         ENVIRONMENT "${platform};LC_ALL=C.UTF-8;LANG=C.UTF-8;TZ=UTC;${T_ENV}")
+    foreach(label IN LISTS T_LABELS)
+        if(NOT TARGET tests_${label})
+            add_custom_target(tests_${label})
+        endif()
+        add_dependencies(tests_${label} ${name})
+    endforeach()
 endfunction()
 
 # vetrel_test_launch(<target> <xvfb> <command-variable> <environment-variable>)

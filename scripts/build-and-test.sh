@@ -17,5 +17,7 @@ stage cmake --build "$build"
 stage ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 # The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
 stage "$root/scripts/run-sanitized-tests.sh"
+# The tests that run threads once more under ThreadSanitizer.
+stage "$root/scripts/run-tsan-tests.sh"
 # The parsers of untrusted input under libFuzzer for about two minutes.
 stage "$root/scripts/run-fuzz.sh"

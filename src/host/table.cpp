@@ -4,8 +4,6 @@
 #include "indexlist.h"
 #include "record.h"
 
-#include <QMutexLocker>
-
 #include <algorithm>
 #include <numeric>
 
@@ -103,7 +101,7 @@ IndexList *Table::masterIndex() const
 
 int Table::rowCount() const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard locker(m_mutex);
     return m_master->count();
 }
 
@@ -160,14 +158,14 @@ Record *Table::makeRow(const QVariantMap &values) const
 
 Record *Table::find(const Record &key) const
 {
-    QMutexLocker locker(&m_mutex);
+    const std::lock_guard locker(m_mutex);
     return m_master->at(m_master->position(key));
 }
 
 void Table::insert(Record *row)
 {
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard locker(m_mutex);
         keyIndex(m_master)->put(row);
         touched();
     }
@@ -183,7 +181,7 @@ bool Table::update(const QVariantMap &values)
 {
     std::unique_ptr<Record> key(makeRow(values));
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard locker(m_mutex);
         Record *row = m_master->at(m_master->position(*key));
         if (!row)
             return false;
@@ -200,7 +198,7 @@ bool Table::remove(const QVariantMap &key)
 {
     std::unique_ptr<Record> search(makeRow(key));
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard locker(m_mutex);
         const int position = m_master->position(*search);
         if (position < 0)
             return false;
@@ -245,7 +243,7 @@ void Table::replaceAll(const QVector<Record *> &rows)
 void Table::replaceAllSorted(const QVector<Record *> &rows)
 {
     {
-        QMutexLocker locker(&m_mutex);
+        const std::lock_guard locker(m_mutex);
         keyIndex(m_master)->assign(std::vector<Record *>(rows.cbegin(), rows.cend()));
         touched();
     }
