@@ -172,6 +172,10 @@ Field::Field(FieldType::Type type)
 
 void Field::clear()
 {
+    // A cell that does not exist has nothing to clear and must not be
+    // written: one such cell stands for all of them (Table::dataPtr).
+    if (m_type == FieldType::None)
+        return;
     m_present = false;
     m_value = std::monostate();
 }

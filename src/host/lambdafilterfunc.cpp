@@ -16,3 +16,8 @@ void LambdaFilterFunc::setFunc(Func func)
 {
     m_func = std::move(func);
 }
+
+LambdaFilterFunc::Func LambdaFilterFunc::func() const
+{
+    return m_func;
+}

@@ -25,6 +25,8 @@ public:
 
     virtual bool filter(const Record &record) const;
     void setFunc(Func func);
+    /// A copy of the callable, for a caller that filters on another thread.
+    Func func() const;
 
 private:
     Func m_func;

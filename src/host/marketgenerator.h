@@ -5,11 +5,15 @@
 
 #include <QByteArray>
 
+class Database;
+
 /**
- * Writes large synthetic market files (the format Market::load reads) for
- * benchmarks and tests: stocks with boards, an open and a closed session per
- * stock, securities spread over them, dealers and price streams. The same
- * options always give the same file.
+ * Makes large synthetic markets for benchmarks and tests: stocks with boards,
+ * an open and a closed session per stock, securities spread over them,
+ * dealers and price streams. The same options always give the same market,
+ * whether written as a market file (the format Market::load reads) or put
+ * straight into a database's tables, which a million securities need: their
+ * file would be larger than the JSON reader takes.
  */
 class HOST_EXPORT MarketGenerator
 {
@@ -27,6 +31,9 @@ public:
     };
 
     static QByteArray generate(const Options &options);
+    /// Replaces the market tables of `database` (created when missing) with
+    /// the rows that generate() would write.
+    static void fill(Database *database, const Options &options);
 };
 
 #endif

@@ -105,24 +105,25 @@ int Table::rowCount() const
     return m_master->count();
 }
 
-static Field *absentField()
+namespace
 {
-    // Handed out for cells that do not exist; nothing writes to it because a
-    // None cell refuses every assignment.
-    static Field none;
-    return &none;
+
+// Handed out, to every thread at once, for cells that do not exist. It is
+// never written: a None cell refuses every value, and clearing it is a no-op.
+const Field absent;
+
 }
 
 Field *Table::dataPtr(Record *row, int column) const
 {
     Field *f = row ? row->field(column) : nullptr;
-    return f ? f : absentField();
+    return f ? f : const_cast<Field *>(&absent);
 }
 
 const Field *Table::dataPtr(const Record *row, int column) const
 {
     const Field *f = row ? row->field(column) : nullptr;
-    return f ? f : absentField();
+    return f ? f : &absent;
 }
 
 Record *Table::allocRow() const

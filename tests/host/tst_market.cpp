@@ -205,6 +205,25 @@ void TestMarket::generator()
     QCOMPARE(count("stocks"), options.stocks);
     QCOMPARE(count("boards"), options.stocks * options.boardsPerStock);
     QCOMPARE(count("rfs_streams"), options.streams);
+
+    // Put straight into the tables, the same market, cell for cell.
+    Core direct;
+    MarketGenerator::fill(direct.database(), options);
+    for (const Market::TableSchema &schema : Market::schema()) {
+        const Table *loaded = table(qPrintable(schema.name));
+        const Table *filled = direct.database()->table(schema.name);
+        QCOMPARE(filled->rowCount(), loaded->rowCount());
+        const TableLocker lockLoaded(loaded);
+        const TableLocker lockFilled(filled);
+        for (int row = 0; row < loaded->rowCount(); ++row) {
+            for (int column = 0; column < schema.columns.size(); ++column) {
+                const Field &a = *loaded->dataPtr(loaded->masterIndex()->at(row), column);
+                const Field &b = *filled->dataPtr(filled->masterIndex()->at(row), column);
+                QVERIFY2(Field::compare(a, b) == 0,
+                    qPrintable(QStringLiteral("%1 row %2 column %3").arg(schema.name).arg(row).arg(column)));
+            }
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestMarket)
