@@ -3,10 +3,17 @@
 #include <vetrel/boardselectorbox.h>
 #include <vetrel/boardselectorfilteredmodel.h>
 #include <vetrel/boardselectormodel.h>
+#include <vetrel/partnerselectorbox.h>
 #include <vetrel/properties.h>
+#include <vetrel/securityselectorbox.h>
+#include <vetrel/securityselectormodel.h>
 #include <vetrel/stockselectorbox.h>
 #include <vetrel/stockselectorbox_code.h>
 #include <vetrel/stockselectormodel.h>
+#include <vetrel/streamselectorbox.h>
+#include <vetrel/streamselectormodel.h>
+
+#include <host/marketgenerator.h>
 
 #include <QLineEdit>
 #include <QMetaClassInfo>
@@ -26,6 +33,8 @@ private slots:
     void stockCodeBox();
     void boardBox();
     void replacedOrRefilledModelLeavesNoStaleChoice();
+    void refillKeepsTheChoiceQuietly_data();
+    void refillKeepsTheChoiceQuietly();
     void boundFormFiltersBoardsByStock();
 };
 
@@ -305,6 +314,68 @@ void TestSelectorBoxes::replacedOrRefilledModelLeavesNoStaleChoice()
     boards.setSourceModel(nullptr);
     QCOMPARE(boards.count(), 0);
     QCOMPARE(boards.getBoardId(), 0);
+}
+
+void TestSelectorBoxes::refillKeepsTheChoiceQuietly_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("callerBlocks");
+    for (const char *kind : { "stock", "board", "security", "partner", "stream" }) {
+        QTest::addRow("%s", kind) << QString::fromLatin1(kind) << false;
+        QTest::addRow("%s, blocked by its owner", kind) << QString::fromLatin1(kind) << true;
+    }
+}
+
+void TestSelectorBoxes::refillKeepsTheChoiceQuietly()
+{
+    QFETCH(QString, kind);
+    QFETCH(bool, callerBlocks);
+    SelectorMarket market(false);
+    MarketGenerator::Options options;
+    options.securities = 300;
+    options.stocks = 4;
+    options.dealers = 30;
+    options.streams = 30;
+    MarketGenerator::fill(market.core->database(), options);
+
+    std::unique_ptr<ComboBox> box;
+    std::function<void()> refill;
+    if (kind == QLatin1String("stock")) {
+        auto *stocks = new StockSelectorBox;
+        refill = [stocks] { stocks->sourceModel()->populate(); };
+        box.reset(stocks);
+    } else if (kind == QLatin1String("board")) {
+        auto *boards = new BoardSelectorBox;
+        refill = [boards] { boards->sourceModel()->populate(); };
+        box.reset(boards);
+    } else if (kind == QLatin1String("security")) {
+        auto *securities = new SecuritySelectorBox;
+        refill = [securities] { securities->findChild<SecuritySelectorModel *>()->populate(); };
+        box.reset(securities);
+    } else if (kind == QLatin1String("partner")) {
+        auto *partners = new PartnerSelectorBox;
+        refill = [partners] { partners->populate(); };
+        box.reset(partners);
+    } else {
+        auto *streams = new StreamSelectorBox;
+        refill = [streams] { streams->findChild<StreamSelectorModel *>()->populate(); };
+        box.reset(streams);
+    }
+    const int row = box->count() / 2;
+    box->setCurrentIndex(row);
+    const QString chosen = box->currentText();
+    QVERIFY(!chosen.isEmpty());
+
+    QSignalSpy edits(box.get(), &QComboBox::editTextChanged);
+    QSignalSpy indexes(box.get(), QOverload<int>::of(&QComboBox::currentIndexChanged));
+    box->blockSignals(callerBlocks);
+    refill();
+    QCOMPARE(box->signalsBlocked(), callerBlocks);
+    box->blockSignals(false);
+    QCOMPARE(box->currentText(), chosen);
+    QCOMPARE(box->currentIndex(), row);
+    QCOMPARE(edits.count(), 0);
+    QCOMPARE(indexes.count(), 0);
 }
 
 void TestSelectorBoxes::boundFormFiltersBoardsByStock()

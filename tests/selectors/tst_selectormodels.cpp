@@ -2,17 +2,23 @@
 
 #include <vetrel/boardselectorfilteredmodel.h>
 #include <vetrel/boardselectormodel.h>
+#include <vetrel/securityselectormodel.h>
 #include <vetrel/stockselectormodel.h>
+#include <vetrel/streamselectormodel.h>
 
+#include <host/decoder.h>
 #include <host/exception.h>
+#include <host/marketgenerator.h>
 #include <host/record.h>
 
+#include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <random>
 #include <thread>
 
 Q_DECLARE_METATYPE(Stocks)
@@ -23,6 +29,10 @@ class TestSelectorModels : public QObject
 
 private slots:
     void stockOrderAndProtocol();
+    void orderIsInsertionAtLowerBound_data();
+    void orderIsInsertionAtLowerBound();
+    void modelsPassTheTester_data();
+    void modelsPassTheTester();
     void idReadsSaturate();
     void typeErrorKeepsRowsAndUnlocks();
     void checkMarksAndStockNotice();
@@ -103,6 +113,111 @@ void TestSelectorModels::stockOrderAndProtocol()
     QCOMPARE(model.rowCount(), 0);
 }
 
+void TestSelectorModels::orderIsInsertionAtLowerBound_data()
+{
+    QTest::addColumn<QString>("alphabet");
+    QTest::addColumn<QString>("prefix");
+    QTest::addColumn<int>("maxLength");
+
+    QTest::newRow("short codes, many ties") << "AB" << QString() << 3;
+    QTest::newRow("empty codes among others") << "Z" << QString() << 1;
+    QTest::newRow("codes alike beyond the first characters") << "XY"
+                                                             << "ABCDEFGHIJ" << 4;
+    QTest::newRow("units above the Latin range, surrogates, NUL")
+        << QString::fromUtf8("A\u044f\uff21\U0001F600") + QChar(0) << QStringLiteral("\u044f") << 3;
+}
+
+void TestSelectorModels::orderIsInsertionAtLowerBound()
+{
+    QFETCH(QString, alphabet);
+    QFETCH(QString, prefix);
+    QFETCH(int, maxLength);
+    SelectorMarket market;
+    std::mt19937 random(7);
+    QStringList codes; // by stock id, the master index's order
+    for (int id = 1; id <= 3000; ++id) {
+        QString code = prefix;
+        for (int n = int(random() % unsigned(maxLength + 1)); n > 0; --n)
+            code += alphabet.at(int(random() % unsigned(alphabet.size())));
+        codes.append(code);
+        market.addStock(id, code, QString::number(id));
+    }
+    // Each record in turn goes before the rows of equal code.
+    QList<int> expected;
+    for (int i = 0; i < codes.size(); ++i) {
+        const auto at = std::lower_bound(expected.begin(), expected.end(), codes.at(i),
+            [&](int id, const QString &code) { return codes.at(id - 1) < code; });
+        expected.insert(at, i + 1);
+    }
+    StockSelectorModel model;
+    model.populate();
+    QCOMPARE(column(model, StockSelectorModel::StockIdRole), expected);
+}
+
+void TestSelectorModels::modelsPassTheTester_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char *kind : { "stock", "board", "security", "stream" })
+        QTest::newRow(kind) << QString::fromLatin1(kind);
+}
+
+void TestSelectorModels::modelsPassTheTester()
+{
+    QFETCH(QString, kind);
+    SelectorMarket market(false);
+    MarketGenerator::Options options;
+    options.securities = 500;
+    options.streams = 50;
+    MarketGenerator::fill(market.core->database(), options);
+    auto *decoder = new Decoder(market.core.get());
+    market.core->addPlugin(decoder);
+
+    std::unique_ptr<QAbstractItemModel> model;
+    std::function<void()> refill;
+    if (kind == QLatin1String("stock")) {
+        auto *stocks = new StockSelectorModel;
+        model.reset(stocks);
+        refill = [stocks] {
+            stocks->populate();
+            stocks->setCheckMarks(true);
+            stocks->setData(stocks->index(1, 0), 0, Qt::CheckStateRole);
+            stocks->setData(QModelIndex(), 1, Qt::CheckStateRole);
+        };
+    } else if (kind == QLatin1String("board")) {
+        auto *boards = new BoardSelectorModel;
+        model.reset(boards);
+        refill = [boards] {
+            boards->populate();
+            boards->setCheckMarks(true);
+            boards->setData(boards->index(2, 0), 0, Qt::CheckStateRole);
+        };
+    } else if (kind == QLatin1String("security")) {
+        auto *securities = new SecuritySelectorModel;
+        model.reset(securities);
+        refill = [securities, decoder] {
+            securities->populate();
+            QSignalSpy reset(securities, &QAbstractItemModel::modelReset);
+            decoder->announceNewSessions();
+            QVERIFY(reset.wait());
+            securities->setDefaultDataRole(SecuritySelectorModel::SecurityCodeRole);
+        };
+    } else {
+        auto *streams = new StreamSelectorModel;
+        model.reset(streams);
+        refill = [streams, &market, gone = 7]() mutable {
+            streams->populate();
+            QSignalSpy reset(streams, &QAbstractItemModel::modelReset);
+            market.table(QStringLiteral("rfs_streams"))->remove({ { "stream_id", gone++ } });
+            QVERIFY(reset.wait());
+        };
+    }
+    QAbstractItemModelTester tester(model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+    refill();
+    QVERIFY(model->rowCount() > 0);
+    market.core->database()->table(QStringLiteral("stocks"))->clear();
+    refill();
+}
+
 void TestSelectorModels::idReadsSaturate()
 {
     SelectorMarket market(false);
@@ -142,6 +257,7 @@ void TestSelectorModels::typeErrorKeepsRowsAndUnlocks()
 
     StockSelectorModel model;
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     try {
         model.populate();
         QFAIL("a text id must not convert");
@@ -149,8 +265,9 @@ void TestSelectorModels::typeErrorKeepsRowsAndUnlocks()
         QCOMPARE(error.message(), QStringLiteral("Incorrect type conversion."));
     }
     QVERIFY(lockFree(stocks));
+    // The rows read before the error are shown, and the reset is over.
     QCOMPARE(names(model), QStringList({ QStringLiteral("Alpha"), QStringLiteral("Bravo") }));
-    QCOMPARE(resets.count(), 0);
+    QCOMPARE(resets.count(), 1);
 }
 
 void TestSelectorModels::checkMarksAndStockNotice()
@@ -239,9 +356,12 @@ void TestSelectorModels::boardOrderRestrictionAndAt()
     model.populate();
     QCOMPARE(names(model), QStringList({ QStringLiteral("Main SPB") }));
 
-    // A row whose board left the table finds no record.
+    // A row whose board left the table finds no record; what was found
+    // before is a copy, which outlives the table's row.
+    const Record spb = model.at(0);
     boards->remove({ { "stock_id", 2 }, { "board_id", 1 } });
     QCOMPARE(model.at(0).count(), 0);
+    QCOMPARE(boards->dataPtr(spb, nameColumn)->toString(), QStringLiteral("Main SPB"));
 }
 
 void TestSelectorModels::boardNoticesCoalesce()
@@ -295,7 +415,8 @@ void TestSelectorModels::filteredBoards_data()
     QTest::newRow("ARVENTA itself") << "ARVENTA" << 0LL << 0LL << QStringList({ "CETS", "SPOT", "SWAP" });
     QTest::newRow("case matters") << "rfs" << 0LL << 0LL << QStringList();
     QTest::newRow("unknown stock") << "NONE" << 0LL << 0LL << QStringList();
-    QTest::newRow("flags on need every flag") << QString() << 0x3LL << 0LL << QStringList({ "TQBR", "SPOT", "SPB" });
+    QTest::newRow("flags on need every flag")
+        << QString() << 0x3LL << 0LL << QStringList({ "TQBR", "SPOT", "SPB" });
     QTest::newRow("flags off win over flags on")
         << QString() << 0x1LL << 0x4LL << QStringList({ "TQBR", "CETS", "SWAP", "SPB" });
     QTest::newRow("stock and flags") << "RFS" << 0LL << 0x2LL << QStringList({ "CETS", "FX" });

@@ -1,9 +1,9 @@
 #include <vetrel/boardselectorbox.h>
 
+#include "selectorbox_p.h"
 #include <vetrel/boardselectorfilteredmodel.h>
 #include <vetrel/boardselectormodel.h>
 #include <vetrel/comboboxvalidator.h>
-#include "selectordata_p.h"
 
 #include <host/stockdirectory.h>
 
@@ -11,48 +11,52 @@
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
+class BoardSelectorBoxPrivate : public SelectorData::IdCodeBoxPrivate
+{
+public:
+    BoardSelectorBoxPrivate(BoardSelectorBox *q)
+        : IdCodeBoxPrivate(q, BoardSelectorModel::BoardStockIdsRole, BoardSelectorModel::BoardIdRole,
+            BoardSelectorModel::BoardCodeRole,
+            { [q](int id) { emit q->boardIdChanged(id); },
+                [q](const QString &code) { emit q->boardCodeChanged(code); },
+                [q](const QString &text) { emit q->boardChanged(text); } })
+        , filtered(new BoardSelectorFilteredModel(q))
+    { }
+
+    QString stockCode;
+    BoardSelectorFilteredModel *const filtered;
+};
+
 BoardSelectorBox::BoardSelectorBox(QWidget *parent)
     : ComboBox(parent)
-    , m_filtered(nullptr)
-    , m_lookup(nullptr)
+    , d(new BoardSelectorBoxPrivate(this))
 {
     lineEdit()->setPlaceholderText(tr("Режим торгов"));
     setCurrentIndex(-1);
-    setInsertPolicy(NoInsert);
-    SelectorData::useUniformRows(*this);
-
-    m_filtered = new BoardSelectorFilteredModel(this);
-    m_filtered->setStockCode(m_stockCode);
-    ComboBox::setModel(m_filtered);
-    m_lookup = new SelectorData::TextLookup(m_filtered, this);
+    d->filtered->setStockCode(d->stockCode);
+    d->install(d->filtered);
     lineEdit()->setValidator(comboBoxValidator());
-    // A reset of the model (a refill or another model) leaves no choice behind.
-    connect(m_filtered, &QAbstractItemModel::modelAboutToBeReset, this, [this] { m_quiet = true; });
-    connect(m_filtered, &QAbstractItemModel::modelReset, this, [this] {
-        m_quiet = false;
-        changeRows(SelectorData::Choice::Clear, [] {});
-    });
     setSourceModel(new BoardSelectorModel(this));
-
-    m_quiet = false;
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &BoardSelectorBox::edit_changed);
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &BoardSelectorBox::item_activated);
 }
 
+BoardSelectorBox::~BoardSelectorBox() = default;
+
 int BoardSelectorBox::getStockId() const
 {
-    return StockDirectory::idByCode(m_stockCode);
+    return StockDirectory::idByCode(d->stockCode);
 }
 
 QString BoardSelectorBox::getStockCode() const
 {
-    return m_stockCode;
+    return d->stockCode;
 }
 
 int BoardSelectorBox::getBoardId() const
 {
-    return itemData(rowOf(currentText()), BoardSelectorModel::BoardIdRole).toInt();
+    return d->id();
 }
 
 QString BoardSelectorBox::getBoard() const
@@ -62,7 +66,7 @@ QString BoardSelectorBox::getBoard() const
 
 QString BoardSelectorBox::getBoardCode() const
 {
-    return itemData(rowOf(currentText()), BoardSelectorModel::BoardCodeRole).toString();
+    return d->code();
 }
 
 void BoardSelectorBox::setStockId(int stockId)
@@ -72,72 +76,53 @@ void BoardSelectorBox::setStockId(int stockId)
 
 void BoardSelectorBox::setStockCode(const QString &stockCode)
 {
-    if (stockCode == m_stockCode)
+    if (stockCode == d->stockCode)
         return;
-    m_stockCode = stockCode;
-    changeRows(SelectorData::Choice::Clear, [&] { m_filtered->setStockCode(stockCode); });
+    d->stockCode = stockCode;
+    d->clearChoice([&] { d->filtered->setStockCode(stockCode); });
 }
 
 void BoardSelectorBox::setBoardId(int boardId)
 {
-    SelectorData::selectItem(*this, boardId, BoardSelectorModel::BoardIdRole);
+    d->selectId(boardId);
 }
 
 void BoardSelectorBox::setBoardCode(const QString &boardCode)
 {
-    SelectorData::selectItem(*this, boardCode, BoardSelectorModel::BoardCodeRole);
+    d->selectCode(boardCode);
 }
 
 void BoardSelectorBox::setSourceModel(BoardSelectorModel *model)
 {
-    SelectorData::replaceSource(*m_filtered, model, this);
+    SelectorData::replaceSource(*d->filtered, model, this);
 }
 
 BoardSelectorModel *BoardSelectorBox::sourceModel() const
 {
-    return qobject_cast<BoardSelectorModel *>(m_filtered->sourceModel());
+    return qobject_cast<BoardSelectorModel *>(d->filtered->sourceModel());
+}
+
+BoardSelectorFilteredModel *BoardSelectorBox::filteredModel() const
+{
+    return d->filtered;
 }
 
 void BoardSelectorBox::setBoardFlagsOnFilter(qlonglong mask)
 {
-    changeRows(SelectorData::Choice::Keep, [&] { m_filtered->setBoardFlagsOnFilter(mask); });
+    d->keepChoice([&] { d->filtered->setBoardFlagsOnFilter(mask); });
 }
 
 void BoardSelectorBox::setBoardFlagsOffFilter(qlonglong mask)
 {
-    changeRows(SelectorData::Choice::Keep, [&] { m_filtered->setBoardFlagsOffFilter(mask); });
+    d->keepChoice([&] { d->filtered->setBoardFlagsOffFilter(mask); });
 }
 
 void BoardSelectorBox::item_activated(int index)
 {
-    emit boardIdChanged(itemData(index, BoardSelectorModel::BoardIdRole).toInt());
-    emit boardCodeChanged(itemData(index, BoardSelectorModel::BoardCodeRole).toString());
+    d->activated(index);
 }
 
 void BoardSelectorBox::edit_changed(const QString &text)
 {
-    if (m_quiet)
-        return;
-    const int found = rowOf(text);
-    if (found >= 0) {
-        item_activated(found);
-    } else {
-        emit boardIdChanged(0);
-        emit boardCodeChanged(QString());
-        if (text.isEmpty())
-            setCurrentIndex(-1);
-    }
-    emit boardChanged(text);
-}
-
-template<typename Change>
-void BoardSelectorBox::changeRows(SelectorData::Choice choice, Change change)
-{
-    SelectorData::changeRows(
-        *this, m_quiet, choice, change, [this](const QString &text) { edit_changed(text); });
-}
-
-int BoardSelectorBox::rowOf(const QString &text) const
-{
-    return m_lookup->row(text);
+    d->editChanged(text);
 }

@@ -5,19 +5,18 @@
 
 #include <vetrel/vetrel_export.h>
 
-namespace SelectorData
-{
-enum class Choice;
-class TextLookup;
-}
+#include <memory>
 
+class BoardSelectorBoxPrivate;
 class BoardSelectorFilteredModel;
 class BoardSelectorModel;
 
 /**
  * Picks a trading board of the stock given as StockCode (or StockId); all
  * boards while no stock is given. The choice is bound as BoardId, Board (the
- * typed text) and BoardCode; a change of stock clears it.
+ * typed text) and BoardCode; a change of stock clears it. A refill or new
+ * flag filters keep the chosen board while it is listed; when it leaves the
+ * list, the line is cleared and the form hears id 0.
  */
 class VETREL_EXPORT BoardSelectorBox : public ComboBox
 {
@@ -31,6 +30,7 @@ class VETREL_EXPORT BoardSelectorBox : public ComboBox
 
 public:
     explicit BoardSelectorBox(QWidget *parent = nullptr);
+    ~BoardSelectorBox() override;
 
     int getStockId() const;
     QString getStockCode() const;
@@ -46,7 +46,7 @@ public:
     /// Deletes the current model, then fills and shows `model` (owned by the box).
     void setSourceModel(BoardSelectorModel *model);
     BoardSelectorModel *sourceModel() const;
-    BoardSelectorFilteredModel *filteredModel() const { return m_filtered; }
+    BoardSelectorFilteredModel *filteredModel() const;
 
     void setBoardFlagsOnFilter(qlonglong mask);
     void setBoardFlagsOffFilter(qlonglong mask);
@@ -61,16 +61,7 @@ private slots:
     void item_activated(int index);
 
 private:
-    template<typename Change>
-    void changeRows(SelectorData::Choice choice, Change change);
-
-    /// The row showing exactly `text`, or -1.
-    int rowOf(const QString &text) const;
-
-    bool m_quiet = true; // edit notices held back while the rows change
-    QString m_stockCode;
-    BoardSelectorFilteredModel *m_filtered;
-    SelectorData::TextLookup *m_lookup;
+    std::unique_ptr<BoardSelectorBoxPrivate> const d;
 };
 
 #endif

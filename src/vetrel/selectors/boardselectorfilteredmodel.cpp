@@ -1,12 +1,29 @@
 #include <vetrel/boardselectorfilteredmodel.h>
 
-#include <vetrel/boardselectormodel.h>
 #include "selectordata_p.h"
+#include <vetrel/boardselectormodel.h>
 
 #include <host/boarddirectory.h>
 #include <host/stockdirectory.h>
 
 static const SelectorData::FieldConstantSet fieldConstants;
+
+class BoardSelectorFilteredModelPrivate
+{
+public:
+    bool acceptsStock(const QString &rowStockCode, int stockId, int boardId) const
+    {
+        if (stockCode.isEmpty() || rowStockCode == stockCode)
+            return true;
+        // The RFS desk trades on the RFS boards of ARVENTA.
+        return rowStockCode == QLatin1String("ARVENTA") && stockCode == QLatin1String("RFS")
+            && BoardDirectory::isRFSBoardById(stockId, boardId);
+    }
+
+    QString stockCode;
+    qlonglong flagsOn = 0;
+    qlonglong flagsOff = 0;
+};
 
 namespace
 {
@@ -24,11 +41,29 @@ bool store(T &member, const T &value)
 
 BoardSelectorFilteredModel::BoardSelectorFilteredModel(QObject *parent)
     : QSortFilterProxyModel(parent)
+    , d(new BoardSelectorFilteredModelPrivate)
 { }
+
+BoardSelectorFilteredModel::~BoardSelectorFilteredModel() = default;
+
+QString BoardSelectorFilteredModel::stockCode() const
+{
+    return d->stockCode;
+}
+
+qlonglong BoardSelectorFilteredModel::boardFlagsOnFilter() const
+{
+    return d->flagsOn;
+}
+
+qlonglong BoardSelectorFilteredModel::boardFlagsOffFilter() const
+{
+    return d->flagsOff;
+}
 
 void BoardSelectorFilteredModel::setStockCode(const QString &stockCode)
 {
-    if (store(m_stockCode, stockCode))
+    if (store(d->stockCode, stockCode))
         invalidateFilter();
 }
 
@@ -39,36 +74,26 @@ void BoardSelectorFilteredModel::setStockId(int stockId)
 
 void BoardSelectorFilteredModel::setBoardFlagsOnFilter(qlonglong mask)
 {
-    if (store(m_flagsOn, mask))
+    if (store(d->flagsOn, mask))
         invalidateFilter();
 }
 
 void BoardSelectorFilteredModel::setBoardFlagsOffFilter(qlonglong mask)
 {
-    if (store(m_flagsOff, mask))
+    if (store(d->flagsOff, mask))
         invalidateFilter();
-}
-
-bool BoardSelectorFilteredModel::acceptsStock(const QString &rowStockCode, int stockId, int boardId) const
-{
-    if (m_stockCode.isEmpty() || rowStockCode == m_stockCode)
-        return true;
-    // The RFS desk trades on the RFS boards of ARVENTA.
-    return rowStockCode == QLatin1String("ARVENTA") && m_stockCode == QLatin1String("RFS")
-        && BoardDirectory::isRFSBoardById(stockId, boardId);
 }
 
 bool BoardSelectorFilteredModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
     if (sourceParent.isValid())
         return true;
-    const auto *boards = qobject_cast<const BoardSelectorModel *>(sourceModel());
-    if (!boards || sourceRow < 0 || sourceRow >= boards->rowCount())
+    const QModelIndex row = sourceModel()->index(sourceRow, 0);
+    const int stockId = row.data(BoardSelectorModel::StockIdRole).toInt();
+    const int boardId = row.data(BoardSelectorModel::BoardIdRole).toInt();
+    if (!d->acceptsStock(row.data(BoardSelectorModel::StockCodeRole).toString(), stockId, boardId))
         return false;
-    const BoardSelectorModel::Data &row = boards->rowData(sourceRow);
-    if (!acceptsStock(row.stockCode, row.stockId, row.boardId))
+    if (d->flagsOff != 0 && BoardDirectory::checkFlagsById(stockId, boardId, d->flagsOff))
         return false;
-    if (m_flagsOff != 0 && BoardDirectory::checkFlagsById(row.stockId, row.boardId, m_flagsOff))
-        return false;
-    return m_flagsOn == 0 || BoardDirectory::checkFlagsById(row.stockId, row.boardId, m_flagsOn);
+    return d->flagsOn == 0 || BoardDirectory::checkFlagsById(stockId, boardId, d->flagsOn);
 }

@@ -5,6 +5,10 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class BoardSelectorFilteredModelPrivate;
+
 /**
  * Keeps the boards of a BoardSelectorModel that belong to one stock (all when
  * no stock code is set; the RFS boards of "ARVENTA" also pass the stock code
@@ -16,10 +20,11 @@ class VETREL_EXPORT BoardSelectorFilteredModel : public QSortFilterProxyModel
 
 public:
     explicit BoardSelectorFilteredModel(QObject *parent = nullptr);
+    ~BoardSelectorFilteredModel() override;
 
-    QString stockCode() const { return m_stockCode; }
-    qlonglong boardFlagsOnFilter() const { return m_flagsOn; }
-    qlonglong boardFlagsOffFilter() const { return m_flagsOff; }
+    QString stockCode() const;
+    qlonglong boardFlagsOnFilter() const;
+    qlonglong boardFlagsOffFilter() const;
 
 public slots:
     void setStockCode(const QString &stockCode);
@@ -31,11 +36,7 @@ protected:
     bool filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const override;
 
 private:
-    bool acceptsStock(const QString &rowStockCode, int stockId, int boardId) const;
-
-    QString m_stockCode;
-    qlonglong m_flagsOn = 0;
-    qlonglong m_flagsOff = 0;
+    std::unique_ptr<BoardSelectorFilteredModelPrivate> const d;
 };
 
 #endif

@@ -5,96 +5,123 @@
 #include <host/boarddirectory.h>
 #include <host/stockdirectory.h>
 
-#include <QScopeGuard>
+#include <QTimer>
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
+class BoardSelectorModelPrivate
+{
+public:
+    using Data = BoardSelectorModel::Data;
+
+    explicit BoardSelectorModelPrivate(BoardSelectorModel *q)
+        : rows(q)
+        , table(SelectorData::coreTable(QStringLiteral("boards")))
+        , stockIdColumn(SelectorData::columnOf(table, "stock_id"))
+        , boardIdColumn(SelectorData::columnOf(table, "board_id"))
+        , nameColumn(SelectorData::columnOf(table, "name"))
+        , boardCodeColumn(SelectorData::columnOf(table, "board_code"))
+        , secTypeColumn(SelectorData::columnOf(table, "sectype"))
+    {
+        rows.offerTexts(q, [](const Data &row) -> const QString & { return row.name; });
+    }
+
+    QTimer timer;
+    SelectorData::FlatRows<Data> rows;
+    Table *const table;
+    const int stockIdColumn;
+    const int boardIdColumn;
+    const int nameColumn;
+    const int boardCodeColumn;
+    const int secTypeColumn; // resolved for hosts that look for it; no row reads it
+    bool checkMarks = false;
+    boardlist filterBoards;
+    bool forPositions = false;
+};
+
 BoardSelectorModel::BoardSelectorModel(QObject *parent)
     : QAbstractItemModel(parent)
-    , m_table(SelectorData::coreTable(QStringLiteral("boards")))
+    , d(new BoardSelectorModelPrivate(this))
 {
     SelectorData::registerKeyTypes();
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, this, &BoardSelectorModel::sendBoardsChanged);
-    if (m_table) {
-        m_stockIdColumn = m_table->columnIndex(QStringLiteral("stock_id"));
-        m_boardIdColumn = m_table->columnIndex(QStringLiteral("board_id"));
-        m_nameColumn = m_table->columnIndex(QStringLiteral("name"));
-        m_boardCodeColumn = m_table->columnIndex(QStringLiteral("board_code"));
-        m_secTypeColumn = m_table->columnIndex(QStringLiteral("sectype"));
-    }
+    d->timer.setSingleShot(true);
+    connect(&d->timer, &QTimer::timeout, this, &BoardSelectorModel::sendBoardsChanged);
 }
+
+BoardSelectorModel::~BoardSelectorModel() = default;
 
 void BoardSelectorModel::populate()
 {
-    beginResetModel();
-    if (!m_table) {
-        m_rows.clear();
-        endResetModel();
-        m_timer.start(0);
-        return;
-    }
-    const TableLocker locker(m_table);
-    const Table &table = *m_table;
-    SelectorData::fill(
-        table, m_rows, [this](const Record &record) { return filter(record); },
+    // Whatever happens, the fill is announced once the event loop runs.
+    struct Announce
+    {
+        QTimer &timer;
+        ~Announce() { timer.start(0); }
+    } announce { d->timer };
+    const Table *table = d->table;
+    auto snapshot = SelectorData::readSnapshot<Data>(
+        table, [this](const Record &record) { return filter(record); },
         [&](const Record &record) {
             Data row;
-            row.name = SelectorData::readText(table, record, m_nameColumn);
-            row.boardCode = SelectorData::readText(table, record, m_boardCodeColumn);
-            row.stockId = SelectorData::readInt(table, record, m_stockIdColumn);
-            row.boardId = SelectorData::readInt(table, record, m_boardIdColumn);
+            row.name = SelectorData::readText(*table, record, d->nameColumn);
+            row.boardCode = SelectorData::readText(*table, record, d->boardCodeColumn);
+            row.stockId = SelectorData::readInt(*table, record, d->stockIdColumn);
+            row.boardId = SelectorData::readInt(*table, record, d->boardIdColumn);
             row.stockCode = StockDirectory::codeById(row.stockId);
             return row;
         },
+        [](const Data &row) { return SelectorData::PrefixKey().add(row.stockId).add(row.boardCode).value(); },
         [](const Data &a, const Data &b) {
             return a.stockId != b.stockId ? a.stockId < b.stockId : a.boardCode < b.boardCode;
-        });
-    endResetModel();
-    m_timer.start(0);
+        },
+        [](const Data &row) -> const QString & { return row.name; });
+    d->rows.swapIn(*this, snapshot);
 }
 
 bool BoardSelectorModel::filter(const Record &record) const
 {
-    const int boardId = SelectorData::readInt(*m_table, record, m_boardIdColumn);
-    const int stockId = SelectorData::readInt(*m_table, record, m_stockIdColumn);
-    if (m_forPositions && !BoardDirectory::isPositionById(stockId, boardId))
+    const int boardId = SelectorData::readInt(*d->table, record, d->boardIdColumn);
+    const int stockId = SelectorData::readInt(*d->table, record, d->stockIdColumn);
+    if (d->forPositions && !BoardDirectory::isPositionById(stockId, boardId))
         return false;
-    return m_filterBoards.isEmpty() || m_filterBoards.contains(boardid(stockId, boardId));
+    return d->filterBoards.isEmpty() || d->filterBoards.contains(boardid(stockId, boardId));
 }
 
 void BoardSelectorModel::setFilterBoards(const boardlist &boards)
 {
-    m_filterBoards = boards;
+    d->filterBoards = boards;
 }
 
 void BoardSelectorModel::setForPositions(bool on)
 {
-    m_forPositions = on;
+    d->forPositions = on;
+}
+
+bool BoardSelectorModel::checkMarks() const
+{
+    return d->checkMarks;
 }
 
 void BoardSelectorModel::setCheckMarks(bool on)
 {
-    if (m_checkMarks == on)
+    if (d->checkMarks == on)
         return;
-    m_checkMarks = on;
-    if (!m_rows.isEmpty())
-        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), { Qt::CheckStateRole });
+    d->checkMarks = on;
+    SelectorData::checkMarksSwitched(*this, rowCount());
 }
 
-const Record &BoardSelectorModel::at(int row) const
+Record BoardSelectorModel::at(int row) const
 {
-    static const Record none;
-    if (!m_table || m_stockIdColumn < 0 || m_boardIdColumn < 0 || row < 0 || row >= m_rows.size())
-        return none;
-    const Data &data = m_rows.at(row);
-    Record *key = m_table->allocRow();
-    const auto release = qScopeGuard([&] { m_table->freeRow(key); });
-    *m_table->dataPtr(key, m_stockIdColumn) = qint32(data.stockId);
-    *m_table->dataPtr(key, m_boardIdColumn) = qint32(data.boardId);
-    const TableLocker locker(m_table);
-    const Record *found = m_table->find(*key);
-    return found ? *found : none;
+    const Table *table = d->table;
+    if (!table || d->stockIdColumn < 0 || d->boardIdColumn < 0 || row < 0 || row >= rowCount())
+        return Record();
+    const Data &data = d->rows.rows[size_t(row)];
+    const std::unique_ptr<Record> key(table->allocRow());
+    *table->dataPtr(key.get(), d->stockIdColumn) = qint32(data.stockId);
+    *table->dataPtr(key.get(), d->boardIdColumn) = qint32(data.boardId);
+    const TableLocker locker(table);
+    const Record *found = table->find(*key);
+    return found ? *found : Record();
 }
 
 QModelIndex BoardSelectorModel::index(int row, int column, const QModelIndex &parent) const
@@ -109,7 +136,7 @@ QModelIndex BoardSelectorModel::parent(const QModelIndex &) const
 
 int BoardSelectorModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : m_rows.size();
+    return d->rows.rowCount(parent);
 }
 
 int BoardSelectorModel::columnCount(const QModelIndex &) const
@@ -119,30 +146,30 @@ int BoardSelectorModel::columnCount(const QModelIndex &) const
 
 Qt::ItemFlags BoardSelectorModel::flags(const QModelIndex &index) const
 {
-    return SelectorData::itemFlags(index, m_checkMarks);
+    return SelectorData::itemFlags(index, d->checkMarks);
 }
 
 QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
 {
-    if (!SelectorData::answers(index, this, m_rows.size()))
+    const Data *row = d->rows.answering(index);
+    if (!row)
         return QVariant();
-    const Data &row = m_rows.at(index.row());
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
-        return row.name;
+        return row->name;
     case Qt::CheckStateRole:
-        return SelectorData::checkState(m_checkMarks, row.checked);
+        return SelectorData::checkState(d->checkMarks, row->checked);
     case BoardStockIdsRole:
-        return QString(QString::number(row.boardId) + QLatin1Char(',') + QString::number(row.stockId));
+        return QString(QString::number(row->boardId) + QLatin1Char(',') + QString::number(row->stockId));
     case StockIdRole:
-        return row.stockId;
+        return row->stockId;
     case BoardIdRole:
-        return row.boardId;
+        return row->boardId;
     case StockCodeRole:
-        return row.stockCode;
+        return row->stockCode;
     case BoardCodeRole:
-        return row.boardCode;
+        return row->boardCode;
     default:
         return QVariant();
     }
@@ -150,20 +177,15 @@ QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
 
 bool BoardSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    const auto change
-        = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
-              beginResetModel();
-              mark();
-              endResetModel();
-          });
+    const auto change = SelectorData::setCheckMark(*this, d->rows.rows, d->checkMarks, index, value, role);
     if (change == SelectorData::CheckChange::Row)
-        m_timer.start(0);
+        d->timer.start(0);
     return change != SelectorData::CheckChange::None;
 }
 
 void BoardSelectorModel::sendBoardsChanged()
 {
     const auto chosen = SelectorData::checkedKeys<Board>(
-        m_rows, [](const Data &row) { return Board(row.stockId, row.boardId); });
+        d->rows.rows, [](const Data &row) { return Board(row.stockId, row.boardId); });
     emit boardsChanged(chosen.first, chosen.second);
 }

@@ -2,14 +2,14 @@
 #define VETREL_BOARDSELECTORMODEL_H
 
 #include <QAbstractItemModel>
-#include <QList>
-#include <QTimer>
 
 #include <vetrel/selectortypes.h>
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class BoardSelectorModelPrivate;
 class Record;
-class Table;
 
 /**
  * The boards of the host's "boards" table, ordered by stock id and then board
@@ -43,22 +43,23 @@ public:
     };
 
     explicit BoardSelectorModel(QObject *parent = nullptr);
+    ~BoardSelectorModel() override;
 
-    /// Refills from the table; throws Exception on an id column of a wrong type.
+    /// Refills from the table. An id column of a wrong type throws Exception
+    /// after the rows read before it are shown.
     virtual void populate();
     virtual bool filter(const Record &record) const;
 
     void setFilterBoards(const boardlist &boards);
     void setForPositions(bool on);
 
-    bool checkMarks() const { return m_checkMarks; }
+    bool checkMarks() const;
     void setCheckMarks(bool on);
 
-    /// The table's record of the row; an empty record when there is none.
-    /// The record is the table's own: read it under the table's lock.
-    const Record &at(int row) const;
-    /// The row's data (the filtered model reads it); `row` must be valid.
-    const Data &rowData(int row) const { return m_rows.at(row); }
+    /// A copy of the table's record of the row, taken under the table's lock
+    /// (a feed thread may replace the row right after); an empty record when
+    /// there is none.
+    Record at(int row) const;
 
     QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
     QModelIndex parent(const QModelIndex &child) const override;
@@ -75,17 +76,7 @@ protected slots:
     void sendBoardsChanged();
 
 private:
-    QTimer m_timer;
-    QList<Data> m_rows;
-    Table *m_table = nullptr;
-    int m_stockIdColumn = -1;
-    int m_boardIdColumn = -1;
-    int m_nameColumn = -1;
-    int m_boardCodeColumn = -1;
-    int m_secTypeColumn = -1;
-    bool m_checkMarks = false;
-    QList<boardid> m_filterBoards;
-    bool m_forPositions = false;
+    std::unique_ptr<BoardSelectorModelPrivate> const d;
 };
 
 #endif

@@ -1,7 +1,7 @@
 #include <vetrel/partnerselectorbox.h>
 
 #include "partnerselectorbox_p.h"
-#include "selectordata_p.h"
+#include "selectorbox_p.h"
 
 #include <host/field.h>
 #include <host/indexsort.h>
@@ -71,13 +71,43 @@ int comparePartnerCodes(const Field &a, const Field &b)
     return 0;
 }
 
+class PartnerSelectorBoxPrivate : public SelectorData::SelectorBoxPrivate
+{
+public:
+    explicit PartnerSelectorBoxPrivate(PartnerSelectorBox *q)
+        : SelectorBoxPrivate(q)
+        , q(q)
+    { }
+
+    void editChanged(const QString &text) override { q->edit_changed(text); }
+    // A list without a chosen partner keeps its first row current.
+    void showUnnamed(const QString &text) override
+    {
+        q->setCurrentIndex(q->count() > 0 ? 0 : -1);
+        q->setEditText(text);
+    }
+
+    void showColumn(int column)
+    {
+        // Switching the column rewrites the line with the current row's text
+        // in that column; the line keeps what the user sees, and nothing is
+        // announced.
+        const QString text = q->currentText();
+        const QSignalBlocker blocker(q);
+        q->setModelColumn(column);
+        q->setEditText(text);
+    }
+
+    PartnerSelectorBox *const q;
+    QString partner;
+    QString partnerName;
+};
+
 PartnerSelectorBox::PartnerSelectorBox(QWidget *parent)
     : ComboBox(parent)
+    , d(new PartnerSelectorBoxPrivate(this))
 {
     setSizeAdjustPolicy(QComboBox::AdjustToContents);
-    // Return must not add the typed text to the list.
-    setInsertPolicy(NoInsert);
-    SelectorData::useUniformRows(*this);
     populate();
     setEditText(QString());
     setStyleSheet(QStringLiteral("QComboBox QAbstractItemView {min-width: %1em;}").arg(popupMinWidthEm));
@@ -85,14 +115,16 @@ PartnerSelectorBox::PartnerSelectorBox(QWidget *parent)
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &PartnerSelectorBox::item_activated);
 }
 
+PartnerSelectorBox::~PartnerSelectorBox() = default;
+
 QString PartnerSelectorBox::getPartner() const
 {
-    return m_partner;
+    return d->partner;
 }
 
 QString PartnerSelectorBox::getPartnerName() const
 {
-    return m_partnerName;
+    return d->partnerName;
 }
 
 void PartnerSelectorBox::populate()
@@ -109,38 +141,20 @@ void PartnerSelectorBox::populate()
 
         void populateComboBox(PartnerSelectorBox *box) const
         {
-            const TableLocker locker(table());
             auto *items = new QStandardItemModel(box);
-            const QString noted = box->currentIndex() < 0
-                ? box->currentText()
-                : box->model()->index(box->currentIndex(), CodeColumn).data().toString();
-            int reselect = -1;
-            for (int position = 0; position < count(); ++position) {
-                const Record &record = *at(position);
-                const QString code = table()->dataPtr(record, m_code)->toString().trimmed();
-                const QString name = table()->dataPtr(record, m_name)->toString();
-                const QString padding(qMax(0, codeWidth - code.size()), QLatin1Char(' '));
-                items->appendRow({ new QStandardItem(code),
-                    new QStandardItem(QStringLiteral("%1%2%3").arg(code, padding, name)),
-                    new QStandardItem(name) });
-                if (reselect < 0 && !noted.isEmpty() && noted == code)
-                    reselect = position;
-            }
             {
-                // Installing the model selects its first row in passing; that is
-                // no choice of the user's and is not announced.
-                const QSignalBlocker blocker(box);
-                box->setModel(items);
-                box->setModelColumn(CodeColumn);
+                const TableLocker locker(table());
+                for (int position = 0; position < count(); ++position) {
+                    const Record &record = *at(position);
+                    const QString code = table()->dataPtr(record, m_code)->toString().trimmed();
+                    const QString name = table()->dataPtr(record, m_name)->toString();
+                    const QString padding(qMax(0, codeWidth - code.size()), QLatin1Char(' '));
+                    items->appendRow({ new QStandardItem(code),
+                        new QStandardItem(QStringLiteral("%1%2%3").arg(code, padding, name)),
+                        new QStandardItem(name) });
+                }
             }
-            if (reselect >= 0) {
-                box->setEditText(noted);
-                box->setCurrentIndex(reselect);
-                return;
-            }
-            if (count() > 0)
-                box->setCurrentIndex(0);
-            box->setEditText(QString());
+            box->d->keepChoice([&] { box->d->install(items, CodeColumn); });
         }
 
     protected:
@@ -164,24 +178,24 @@ void PartnerSelectorBox::populate()
 
 void PartnerSelectorBox::showPopup()
 {
-    showColumn(CodeAndNameColumn);
+    d->showColumn(CodeAndNameColumn);
     ComboBox::showPopup();
 }
 
 void PartnerSelectorBox::hidePopup()
 {
-    if (m_partner.isEmpty())
+    if (d->partner.isEmpty())
         setCurrentIndex(-1);
-    showColumn(CodeColumn);
+    d->showColumn(CodeColumn);
     ComboBox::hidePopup();
 }
 
 void PartnerSelectorBox::setPartner(const QString &code)
 {
-    if (code == m_partner)
+    if (code == d->partner)
         return;
-    m_partner = code;
-    const int row = findText(code, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    d->partner = code;
+    const int row = d->rowOfText(code);
     if (row >= 0)
         setCurrentIndex(row);
     else
@@ -190,42 +204,23 @@ void PartnerSelectorBox::setPartner(const QString &code)
 
 void PartnerSelectorBox::edit_changed(const QString &text)
 {
-    const int row = rowOfCode(text);
+    const int row = d->rowOfText(text);
     if (row >= 0) {
         item_activated(row);
         return;
     }
     if (text.isEmpty())
         setCurrentIndex(-1);
-    m_partner = text;
+    d->partner = text;
     emit changedPartner(text);
-    m_partnerName.clear();
+    d->partnerName.clear();
     emit changedPartnerName(QString());
 }
 
 void PartnerSelectorBox::item_activated(int row)
 {
-    m_partnerName = model()->index(row, NameColumn).data().toString();
-    m_partner = model()->index(row, CodeColumn).data().toString();
-    emit changedPartner(m_partner);
-    emit changedPartnerName(m_partnerName);
-}
-
-int PartnerSelectorBox::rowOfCode(const QString &code) const
-{
-    if (count() == 0)
-        return -1;
-    const QModelIndexList found = model()->match(
-        model()->index(0, CodeColumn), Qt::DisplayRole, code, 1, Qt::MatchExactly | Qt::MatchCaseSensitive);
-    return found.isEmpty() ? -1 : found.first().row();
-}
-
-void PartnerSelectorBox::showColumn(int column)
-{
-    // Switching the column rewrites the line with the current row's text in
-    // that column; the line keeps what the user sees, and nothing is announced.
-    const QString text = currentText();
-    const QSignalBlocker blocker(this);
-    setModelColumn(column);
-    setEditText(text);
+    d->partnerName = model()->index(row, NameColumn).data().toString();
+    d->partner = model()->index(row, CodeColumn).data().toString();
+    emit changedPartner(d->partner);
+    emit changedPartnerName(d->partnerName);
 }

@@ -5,12 +5,16 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class PartnerSelectorBoxPrivate;
+
 /**
- * Picks a trading partner from the dealer table "kx.dealer".
+ * Chooses the counterparty of an order among the dealers of "kx.dealer".
  *
- * The closed box shows the partner's code; the open list shows code and name
- * side by side. A code that the table does not know may be typed by hand and
- * is taken as the partner (with an empty name).
+ * Closed, the line holds a dealer's code; open, each line of the list pairs
+ * the code with the dealer's name. A code the dealers do not know may still
+ * be typed: it becomes the partner, nameless.
  */
 class VETREL_EXPORT PartnerSelectorBox : public ComboBox
 {
@@ -18,11 +22,13 @@ class VETREL_EXPORT PartnerSelectorBox : public ComboBox
 
 public:
     explicit PartnerSelectorBox(QWidget *parent = nullptr);
+    ~PartnerSelectorBox() override;
 
     QString getPartner() const;
     QString getPartnerName() const;
 
-    /// Rebuilds the list from the table; a partner still listed stays chosen.
+    /// Rebuilds the list from the table. A partner still listed stays chosen;
+    /// one that left the table is cleared, and the form hears it.
     void populate();
 
     void showPopup() override;
@@ -40,11 +46,8 @@ private slots:
     void item_activated(int row);
 
 private:
-    int rowOfCode(const QString &code) const;
-    void showColumn(int column);
-
-    QString m_partner;
-    QString m_partnerName;
+    friend class PartnerSelectorBoxPrivate;
+    std::unique_ptr<PartnerSelectorBoxPrivate> const d;
 };
 
 #endif

@@ -1,8 +1,8 @@
 #include <vetrel/securityselectorbox.h>
 
+#include "selectorbox_p.h"
 #include <vetrel/securityselectorfilteredmodel.h>
 #include <vetrel/securityselectormodel.h>
-#include "selectordata_p.h"
 
 #include <host/boarddirectory.h>
 #include <host/stockdirectory.h>
@@ -11,69 +11,93 @@
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
+class SecuritySelectorBoxPrivate : public SelectorData::SelectorBoxPrivate
+{
+public:
+    explicit SecuritySelectorBoxPrivate(SecuritySelectorBox *q)
+        : SelectorBoxPrivate(q)
+        , q(q)
+        , filtered(new SecuritySelectorFilteredModel(q))
+    { }
+
+    void editChanged(const QString &text) override { q->edit_changed(text); }
+    QVariant keyOfRow(int row) const override
+    {
+        return q->itemData(row, SecuritySelectorModel::SecurityIdRole);
+    }
+
+    void narrow()
+    {
+        clearChoice([this] { filtered->setStockBoard(stockCode, boardCode); });
+    }
+
+    QVariant shown(int role) const
+    {
+        const int row = shownRow();
+        return row < 0 ? QVariant() : q->itemData(row, role);
+    }
+
+    SecuritySelectorBox *const q;
+    QString stockCode;
+    QString boardCode;
+    int stockId = 0;
+    QString securityCode;
+    SecuritySelectorFilteredModel *const filtered;
+};
+
 SecuritySelectorBox::SecuritySelectorBox(QWidget *parent)
     : ComboBox(parent)
-    , m_filteredModel(new SecuritySelectorFilteredModel(this))
-    , m_lookup(nullptr)
+    , d(new SecuritySelectorBoxPrivate(this))
 {
     lineEdit()->setPlaceholderText(tr("Инструмент"));
-    // Return must not add the typed text to the list.
-    setInsertPolicy(NoInsert);
-    SelectorData::useUniformRows(*this);
-    m_filteredModel->setStockBoard(m_stockCode, m_boardCode);
-    setModel(m_filteredModel);
-    m_lookup = new SelectorData::TextLookup(m_filteredModel, this);
+    d->filtered->setStockBoard(d->stockCode, d->boardCode);
+    d->install(d->filtered);
     setSourceModel(new SecuritySelectorModel(this));
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &SecuritySelectorBox::edit_changed);
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &SecuritySelectorBox::item_activated);
 }
 
+SecuritySelectorBox::~SecuritySelectorBox() = default;
+
 int SecuritySelectorBox::getStockId() const
 {
-    return m_stockId;
+    return d->stockId;
 }
 
 QString SecuritySelectorBox::getStockCode() const
 {
-    return m_stockCode;
+    return d->stockCode;
 }
 
 int SecuritySelectorBox::getBoardId() const
 {
-    return BoardDirectory::idByCode(m_stockCode, m_boardCode);
+    return BoardDirectory::idByCode(d->stockCode, d->boardCode);
 }
 
 QString SecuritySelectorBox::getBoardCode() const
 {
-    return m_boardCode;
+    return d->boardCode;
 }
 
 qlonglong SecuritySelectorBox::getSecurityId() const
 {
-    const int row = shownRow();
-    return row < 0 ? 0 : itemData(row, SecuritySelectorModel::SecurityIdRole).toLongLong();
+    return d->shown(SecuritySelectorModel::SecurityIdRole).toLongLong();
 }
 
 QString SecuritySelectorBox::getSecurityCode() const
 {
-    return m_securityCode;
+    return d->securityCode;
 }
 
 QString SecuritySelectorBox::getSecurityName() const
 {
-    const int row = shownRow();
-    return row < 0 ? QString() : itemData(row, SecuritySelectorModel::SecurityNameRole).toString();
+    return d->shown(SecuritySelectorModel::SecurityNameRole).toString();
 }
 
 void SecuritySelectorBox::setSourceModel(SecuritySelectorModel *model)
 {
-    SelectorData::replaceSource(*m_filteredModel, model, this);
-    // After the proxy's own handlers, so that the combo box has taken in the
-    // new rows when the choice is put back.
-    connect(
-        model, &QAbstractItemModel::modelAboutToBeReset, this, &SecuritySelectorBox::sourceAboutToBeReset);
-    connect(model, &QAbstractItemModel::modelReset, this, &SecuritySelectorBox::sourceReset);
+    SelectorData::replaceSource(*d->filtered, model, this);
 }
 
 void SecuritySelectorBox::setStockId(int stockId)
@@ -83,24 +107,24 @@ void SecuritySelectorBox::setStockId(int stockId)
 
 void SecuritySelectorBox::setStockCode(const QString &stockCode)
 {
-    if (stockCode == m_stockCode)
+    if (stockCode == d->stockCode)
         return;
-    m_stockCode = stockCode;
-    m_stockId = StockDirectory::idByCode(stockCode);
-    narrow();
+    d->stockCode = stockCode;
+    d->stockId = StockDirectory::idByCode(stockCode);
+    d->narrow();
 }
 
 void SecuritySelectorBox::setBoardId(int boardId)
 {
-    setBoardCode(BoardDirectory::codeById(m_stockId, boardId));
+    setBoardCode(BoardDirectory::codeById(d->stockId, boardId));
 }
 
 void SecuritySelectorBox::setBoardCode(const QString &boardCode)
 {
-    if (boardCode == m_boardCode)
+    if (boardCode == d->boardCode)
         return;
-    m_boardCode = boardCode;
-    narrow();
+    d->boardCode = boardCode;
+    d->narrow();
 }
 
 void SecuritySelectorBox::setSecurityId(qlonglong securityId)
@@ -110,7 +134,7 @@ void SecuritySelectorBox::setSecurityId(qlonglong securityId)
 
 void SecuritySelectorBox::setSecurityCode(const QString &securityCode)
 {
-    if (securityCode == m_securityCode)
+    if (securityCode == d->securityCode)
         return;
     setCurrentIndex(SelectorData::findItem(*this, securityCode, SecuritySelectorModel::SecurityCodeRole));
 }
@@ -122,14 +146,14 @@ void SecuritySelectorBox::setSecurityName(const QString &securityName)
 
 void SecuritySelectorBox::edit_changed(const QString &text)
 {
-    const int row = rowOfText(text);
+    const int row = d->rowOfText(text);
     if (row >= 0) {
         item_activated(row);
         emit securityNameChanged(text);
         return;
     }
     emit securityIdChanged(0);
-    m_securityCode.clear();
+    d->securityCode.clear();
     emit securityChanged(QString());
     if (text.isEmpty())
         setCurrentIndex(-1);
@@ -139,42 +163,8 @@ void SecuritySelectorBox::edit_changed(const QString &text)
 void SecuritySelectorBox::item_activated(int row)
 {
     const qlonglong securityId = itemData(row, SecuritySelectorModel::SecurityIdRole).toLongLong();
-    m_securityCode = itemData(row, SecuritySelectorModel::SecurityCodeRole).toString();
+    d->securityCode = itemData(row, SecuritySelectorModel::SecurityCodeRole).toString();
     emit securityIdChanged(securityId);
-    emit securityChanged(m_securityCode);
+    emit securityChanged(d->securityCode);
     emit securityNameChanged(itemText(row));
-}
-
-void SecuritySelectorBox::sourceAboutToBeReset()
-{
-    m_textBeforeReset = currentText();
-    m_namedBeforeReset = shownRow() >= 0;
-    m_blockedBeforeReset = blockSignals(true);
-}
-
-void SecuritySelectorBox::sourceReset()
-{
-    const int row = rowOfText(m_textBeforeReset);
-    setCurrentIndex(row);
-    setEditText(m_textBeforeReset);
-    blockSignals(m_blockedBeforeReset);
-    // A security that left the list is no longer chosen, and the form hears it.
-    if (m_namedBeforeReset && row < 0)
-        edit_changed(m_textBeforeReset);
-}
-
-int SecuritySelectorBox::rowOfText(const QString &text) const
-{
-    return m_lookup->row(text);
-}
-
-int SecuritySelectorBox::shownRow() const
-{
-    return rowOfText(currentText());
-}
-
-void SecuritySelectorBox::narrow()
-{
-    m_filteredModel->setStockBoard(m_stockCode, m_boardCode);
-    setCurrentIndex(-1);
 }

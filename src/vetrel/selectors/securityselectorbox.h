@@ -5,18 +5,18 @@
 
 #include <vetrel/vetrel_export.h>
 
-namespace SelectorData
-{
-class TextLookup;
-}
-class SecuritySelectorFilteredModel;
+#include <memory>
+
+class SecuritySelectorBoxPrivate;
 class SecuritySelectorModel;
 
 /**
  * Picks a security of the current sessions, narrowed to the stock and board
  * that the form chose elsewhere (every security while either is unset).
  * Bound through its properties: the stock and board are taken in, the
- * security's id, code and name are reported.
+ * security's id, code and name are reported. New sessions keep the chosen
+ * security while it trades; when it leaves the list, the line is cleared
+ * and the form hears id 0.
  */
 class VETREL_EXPORT SecuritySelectorBox : public ComboBox
 {
@@ -33,6 +33,7 @@ class VETREL_EXPORT SecuritySelectorBox : public ComboBox
 
 public:
     explicit SecuritySelectorBox(QWidget *parent = nullptr);
+    ~SecuritySelectorBox() override;
 
     int getStockId() const;
     QString getStockCode() const;
@@ -65,27 +66,10 @@ signals:
 private slots:
     void edit_changed(const QString &text);
     void item_activated(int row);
-    void sourceAboutToBeReset();
-    void sourceReset();
 
 private:
-    /// The first row showing exactly this text, -1 when none.
-    int rowOfText(const QString &text) const;
-    int shownRow() const;
-    void narrow();
-
-    QString m_stockCode;
-    QString m_boardCode;
-    int m_stockId = 0;
-    QString m_securityCode;
-    SecuritySelectorFilteredModel *m_filteredModel;
-    // The line across a refill of the list, so that new sessions do not
-    // change the chosen security behind the user's back.
-    QString m_textBeforeReset;
-    bool m_namedBeforeReset = false;
-    bool m_blockedBeforeReset = false;
-    // Each keystroke looks the line up among as many as 100,000 securities.
-    SelectorData::TextLookup *m_lookup;
+    friend class SecuritySelectorBoxPrivate;
+    std::unique_ptr<SecuritySelectorBoxPrivate> const d;
 };
 
 #endif

@@ -1,7 +1,7 @@
 #include <vetrel/securityselectorfilteredmodel.h>
 
-#include <vetrel/securityselectormodel.h>
 #include "selectordata_p.h"
+#include <vetrel/securityselectormodel.h>
 
 #include <host/stockdirectory.h>
 
@@ -16,27 +16,37 @@ constexpr int mirroredStockId = 1;
 
 }
 
+class SecuritySelectorFilteredModelPrivate
+{
+public:
+    QString stockCode;
+    QString boardCode;
+};
+
 SecuritySelectorFilteredModel::SecuritySelectorFilteredModel(QObject *parent)
     : QSortFilterProxyModel(parent)
+    , d(new SecuritySelectorFilteredModelPrivate)
 { }
+
+SecuritySelectorFilteredModel::~SecuritySelectorFilteredModel() = default;
 
 void SecuritySelectorFilteredModel::setStockBoard(const QString &stockCode, const QString &boardCode)
 {
-    if (stockCode == m_stockCode && boardCode == m_boardCode)
+    if (stockCode == d->stockCode && boardCode == d->boardCode)
         return;
-    m_stockCode = stockCode;
-    m_boardCode = boardCode;
+    d->stockCode = stockCode;
+    d->boardCode = boardCode;
     invalidateFilter();
 }
 
 bool SecuritySelectorFilteredModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
-    if (sourceParent.isValid() || m_stockCode.isEmpty() || m_boardCode.isEmpty())
+    if (sourceParent.isValid() || d->stockCode.isEmpty() || d->boardCode.isEmpty())
         return true;
     const QModelIndex item = sourceModel()->index(sourceRow, 0, sourceParent);
-    const QString stockCode = StockDirectory::idByCode(m_stockCode) == mirrorStockId
+    const QString stockCode = StockDirectory::idByCode(d->stockCode) == mirrorStockId
         ? StockDirectory::codeById(mirroredStockId)
-        : m_stockCode;
+        : d->stockCode;
     return item.data(SecuritySelectorModel::StockCodeRole).toString() == stockCode
-        && item.data(SecuritySelectorModel::BoardCodeRole).toString() == m_boardCode;
+        && item.data(SecuritySelectorModel::BoardCodeRole).toString() == d->boardCode;
 }

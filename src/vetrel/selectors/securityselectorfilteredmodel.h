@@ -5,10 +5,14 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class SecuritySelectorFilteredModelPrivate;
+
 /**
- * The securities of one stock and board. While either code is empty every
- * security passes. The stock of id 5 lists the securities filed under the
- * stock of id 1 (on the same board code).
+ * Narrows a security list to one stock and board; with either code unset it
+ * lets every security through. Stock 5 has no securities of its own: it
+ * shows those of stock 1 on the same board code.
  */
 class VETREL_EXPORT SecuritySelectorFilteredModel : public QSortFilterProxyModel
 {
@@ -16,6 +20,7 @@ class VETREL_EXPORT SecuritySelectorFilteredModel : public QSortFilterProxyModel
 
 public:
     explicit SecuritySelectorFilteredModel(QObject *parent = nullptr);
+    ~SecuritySelectorFilteredModel() override;
 
 public slots:
     void setStockBoard(const QString &stockCode, const QString &boardCode);
@@ -24,8 +29,7 @@ protected:
     bool filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const override;
 
 private:
-    QString m_stockCode;
-    QString m_boardCode;
+    std::unique_ptr<SecuritySelectorFilteredModelPrivate> const d;
 };
 
 #endif

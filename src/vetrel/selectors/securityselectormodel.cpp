@@ -11,28 +11,19 @@
 #include <host/stockdirectory.h>
 
 #include <QHash>
-#include <QScopedValueRollback>
+
+#include <numeric>
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
 namespace
 {
 
-int column(const Table *table, const char *name)
-{
-    return table ? table->columnIndex(QLatin1String(name)) : -1;
-}
+using Data = SecuritySelectorModel::Data;
+using Snapshot = SelectorData::Snapshot<Data>;
+using Role = SecuritySelectorModel::ItemDataRole;
 
-bool before(const SecuritySelectorModel::Data &a, const SecuritySelectorModel::Data &b)
-{
-    if (a.stockCode != b.stockCode)
-        return a.stockCode < b.stockCode;
-    if (a.boardCode != b.boardCode)
-        return a.boardCode < b.boardCode;
-    return a.secName < b.secName;
-}
-
-QVariant roleValue(const SecuritySelectorModel::Data &row, int role)
+QVariant roleValue(const Data &row, int role)
 {
     switch (role) {
     case SecuritySelectorModel::StockCodeRole:
@@ -54,17 +45,162 @@ QVariant roleValue(const SecuritySelectorModel::Data &row, int role)
     }
 }
 
+// What display shows under the default role, as text for the index.
+QString shownText(const Data &row, Role role)
+{
+    switch (role) {
+    case SecuritySelectorModel::SecurityNameRole:
+        return row.secName;
+    case SecuritySelectorModel::SecurityCodeRole:
+        return row.secCode;
+    default:
+        return roleValue(row, role).toString();
+    }
 }
+
+bool before(const Data &a, const Data &b)
+{
+    if (a.stockCode != b.stockCode)
+        return a.stockCode < b.stockCode;
+    if (a.boardCode != b.boardCode)
+        return a.boardCode < b.boardCode;
+    return a.secName < b.secName;
+}
+
+// Where and how a refill reads; copied to the worker, so it holds no model.
+struct Source
+{
+    const Table *table = nullptr;
+    int stockId = -1;
+    int boardId = -1;
+    int secId = -1;
+    int secName = -1;
+    int secCode = -1;
+    int baseCode = -1;
+};
+
+// The few (stock, board) pairs among many securities: each pair's codes are
+// asked of the directories once per refill and shared by its rows, and the
+// pairs are ranked by their codes once, so that ordering the rows compares
+// ranks instead of texts.
+class Boards
+{
+public:
+    int groupOf(int stockId, int boardId)
+    {
+        const quint64 key = (quint64(quint32(stockId)) << 32) | quint32(boardId);
+        const auto found = m_groups.constFind(key);
+        if (found != m_groups.cend())
+            return *found;
+        const int group = int(m_codes.size());
+        m_groups.insert(key, group);
+        m_codes.push_back({ StockDirectory::codeById(stockId), BoardDirectory::codeById(stockId, boardId) });
+        return group;
+    }
+    const QString &stockCode(int group) const { return m_codes[size_t(group)].first; }
+    const QString &boardCode(int group) const { return m_codes[size_t(group)].second; }
+
+    /// Equal codes share a rank.
+    std::vector<int> ranks() const
+    {
+        std::vector<int> order(m_codes.size());
+        std::iota(order.begin(), order.end(), 0);
+        std::sort(order.begin(), order.end(),
+            [&](int a, int b) { return m_codes[size_t(a)] < m_codes[size_t(b)]; });
+        std::vector<int> rank(m_codes.size());
+        for (size_t i = 0; i < order.size(); ++i) {
+            const bool same = i > 0 && m_codes[size_t(order[i])] == m_codes[size_t(order[i - 1])];
+            rank[size_t(order[i])] = i == 0 ? 0 : rank[size_t(order[i - 1])] + (same ? 0 : 1);
+        }
+        return rank;
+    }
+
+private:
+    QHash<quint64, int> m_groups;
+    std::vector<QPair<QString, QString>> m_codes;
+};
+
+template<typename Accept>
+Snapshot readSecurities(const Source &source, Accept accept, Role shown)
+{
+    Snapshot snapshot;
+    Boards boards;
+    std::vector<int> groupOf;
+    const Table &table = *source.table;
+    SelectorData::walk(source.table, snapshot, accept, [&](const Record &record) {
+        Data row;
+        const int stockId = SelectorData::readInt(table, record, source.stockId);
+        row.boardId = SelectorData::readInt(table, record, source.boardId);
+        const int group = boards.groupOf(stockId, row.boardId);
+        row.stockCode = boards.stockCode(group);
+        row.boardCode = boards.boardCode(group);
+        row.secId = SelectorData::readInt64(table, record, source.secId);
+        row.secName = SelectorData::readText(table, record, source.secName);
+        row.secCode = SelectorData::readText(table, record, source.secCode);
+        row.baseCode = SelectorData::readText(table, record, source.baseCode);
+        groupOf.push_back(group);
+        return row;
+    });
+    std::vector<Data> &rows = snapshot.rows;
+    const std::vector<int> rank = boards.ranks();
+    const int rankBits = SelectorData::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
+    SelectorData::reorder(rows,
+        SelectorData::sortedPositions(
+            int(rows.size()),
+            [&](int i) {
+                return SelectorData::PrefixKey()
+                    .add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits)
+                    .add(rows[size_t(i)].secName)
+                    .value();
+            },
+            [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); },
+            SelectorData::Ties::LaterFirst));
+    snapshot.texts.build(int(rows.size()), [&](int i) { return shownText(rows[size_t(i)], shown); });
+    return snapshot;
+}
+
+}
+
+class SecuritySelectorModelPrivate
+{
+public:
+    explicit SecuritySelectorModelPrivate(SecuritySelectorModel *q)
+        : q(q)
+        , rows(q)
+        , refiller(q)
+    {
+        Table *table = SelectorData::coreTable(QStringLiteral("securities"));
+        source
+            = { table, SelectorData::columnOf(table, "stock_id"), SelectorData::columnOf(table, "board_id"),
+                  SelectorData::columnOf(table, "sec_id"), SelectorData::columnOf(table, "sec_name"),
+                  SelectorData::columnOf(table, "sec_code"), SelectorData::columnOf(table, "base_code") };
+        rows.offerTexts(q, [this](const Data &row) { return shownText(row, defaultRole); });
+    }
+
+    void swapIn(Snapshot &snapshot, Role indexedRole)
+    {
+        rows.swapIn(*q, snapshot);
+        if (indexedRole != defaultRole)
+            reindex();
+    }
+
+    void reindex()
+    {
+        rows.texts.build(
+            int(rows.rows.size()), [this](int i) { return shownText(rows.rows[size_t(i)], defaultRole); });
+    }
+
+    SecuritySelectorModel *const q;
+    SelectorData::FlatRows<Data> rows;
+    Source source;
+    LambdaFilterFunc *sessionFilter = nullptr;
+    Role defaultRole = SecuritySelectorModel::SecurityNameRole;
+    SelectorData::Refiller refiller;
+};
 
 SecuritySelectorModel::SecuritySelectorModel(QObject *parent)
     : QAbstractListModel(parent)
-    , m_table(SelectorData::coreTable(QStringLiteral("securities")))
-    , m_stockIdColumn(column(m_table, "stock_id"))
-    , m_boardIdColumn(column(m_table, "board_id"))
-    , m_secIdColumn(column(m_table, "sec_id"))
-    , m_secNameColumn(column(m_table, "sec_name"))
-    , m_secCodeColumn(column(m_table, "sec_code"))
-    , m_baseCodeColumn(column(m_table, "base_code"))
+    , d(new SecuritySelectorModelPrivate(this))
 {
     updateSessionsFilter();
     const ICore *core = ICore::instance();
@@ -81,96 +217,66 @@ SecuritySelectorModel::~SecuritySelectorModel() = default;
 
 void SecuritySelectorModel::populate()
 {
-    const QScopedValueRollback<bool> populating(m_populating, true);
-    beginResetModel();
-    if (m_table) {
-        const Table &table = *m_table;
-        // Few stocks and boards among many securities: each code is asked of
-        // its directory once per refill, and the rows share its text.
-        QHash<int, QString> stockCodes;
-        QHash<QPair<int, int>, QString> boardCodes;
-        const TableLocker locker(&table);
-        SelectorData::fill(
-            table, m_rows, [this](const Record &record) { return filter(record); },
-            [this, &table, &stockCodes, &boardCodes](const Record &record) {
-                Data row;
-                const int stockId = SelectorData::readInt(table, record, m_stockIdColumn);
-                row.boardId = SelectorData::readInt(table, record, m_boardIdColumn);
-                auto stockCode = stockCodes.find(stockId);
-                if (stockCode == stockCodes.end())
-                    stockCode = stockCodes.insert(stockId, StockDirectory::codeById(stockId));
-                row.stockCode = *stockCode;
-                const QPair<int, int> board(stockId, row.boardId);
-                auto boardCode = boardCodes.find(board);
-                if (boardCode == boardCodes.end())
-                    boardCode = boardCodes.insert(board, BoardDirectory::codeById(stockId, row.boardId));
-                row.boardCode = *boardCode;
-                row.secId = SelectorData::readInt64(table, record, m_secIdColumn);
-                row.secName = SelectorData::readText(table, record, m_secNameColumn);
-                row.secCode = SelectorData::readText(table, record, m_secCodeColumn);
-                row.baseCode = SelectorData::readText(table, record, m_baseCodeColumn);
-                return row;
-            },
-            before);
-    } else {
-        m_rows.clear();
-    }
-    endResetModel();
+    d->refiller.overtake();
+    const Role role = d->defaultRole;
+    Snapshot snapshot;
+    if (d->source.table)
+        snapshot = readSecurities(
+            d->source, [this](const Record &record) { return filter(record); }, role);
+    d->swapIn(snapshot, role);
 }
 
 bool SecuritySelectorModel::filter(const Record &record) const
 {
-    return m_sessionFilter && m_sessionFilter->filter(record);
+    return d->sessionFilter && d->sessionFilter->filter(record);
 }
 
 void SecuritySelectorModel::updateSessionsFilter()
 {
-    delete m_sessionFilter;
-    m_sessionFilter = nullptr;
-    if (!m_table)
+    delete d->sessionFilter;
+    d->sessionFilter = nullptr;
+    Table *table = const_cast<Table *>(d->source.table);
+    if (!table)
         return;
-    const int sessionColumn = m_table->columnIndex(QStringLiteral("sess_id"));
+    const int sessionColumn = table->columnIndex(QStringLiteral("sess_id"));
     const SecuritiesSessionFilter sessions(
-        m_table, sessionColumn, { m_stockIdColumn, sessionColumn }, -1, nullptr);
-    m_sessionFilter = sessions.createFilterFunc(this);
+        table, sessionColumn, { d->source.stockId, sessionColumn }, -1, nullptr);
+    d->sessionFilter = sessions.createFilterFunc(this);
 }
 
 void SecuritySelectorModel::aNewSessions()
 {
-    // A decoder may announce again from a slot that the refill runs (a view
-    // taking in the reset): the list is refilled once more afterwards rather
-    // than torn down halfway.
-    if (m_populating) {
-        m_sessionsPending = true;
+    updateSessionsFilter();
+    if (!d->source.table)
         return;
-    }
-    do {
-        m_sessionsPending = false;
-        updateSessionsFilter();
-        try {
-            populate();
-        } catch (const Exception &error) {
-            // Thrown out of a signal it would end the program; the rows read so
-            // far are shown, and the reset is closed so that views stay sound.
-            endResetModel();
-            qWarning("SecuritySelectorModel: %s", qPrintable(error.message()));
-            return;
-        }
-    } while (m_sessionsPending);
+    const Source source = d->source;
+    const LambdaFilterFunc::Func sessions = d->sessionFilter->func();
+    const Role role = d->defaultRole;
+    d->refiller.start<Snapshot>([=] { return readSecurities(source, sessions, role); },
+        [this, role](Snapshot &snapshot) {
+            try {
+                d->swapIn(snapshot, role);
+            } catch (const Exception &error) {
+                // Thrown into the event loop it would end the program; the
+                // rows read before the error are shown.
+                qWarning("SecuritySelectorModel: %s", qPrintable(error.message()));
+            }
+        });
 }
 
 SecuritySelectorModel::ItemDataRole SecuritySelectorModel::defaultDataRole() const
 {
-    return m_defaultDataRole;
+    return d->defaultRole;
 }
 
 void SecuritySelectorModel::setDefaultDataRole(ItemDataRole role)
 {
-    if (role == m_defaultDataRole)
+    if (role == d->defaultRole)
         return;
-    m_defaultDataRole = role;
-    if (!m_rows.isEmpty())
-        emit dataChanged(index(0), index(m_rows.size() - 1), {});
+    d->defaultRole = role;
+    d->reindex();
+    if (rowCount() > 0)
+        emit dataChanged(index(0), index(rowCount() - 1), {});
 }
 
 Qt::ItemFlags SecuritySelectorModel::flags(const QModelIndex &index) const
@@ -180,15 +286,14 @@ Qt::ItemFlags SecuritySelectorModel::flags(const QModelIndex &index) const
 
 int SecuritySelectorModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : m_rows.size();
+    return d->rows.rowCount(parent);
 }
 
 QVariant SecuritySelectorModel::data(const QModelIndex &index, int role) const
 {
-    if (!SelectorData::answers(index, this, m_rows.size())
-        || !hasIndex(index.row(), index.column(), index.parent()))
+    const Data *row = d->rows.answering(index);
+    if (!row || !hasIndex(index.row(), index.column(), index.parent()))
         return QVariant();
-    const Data &row = m_rows.at(index.row());
     const bool shown = role == Qt::DisplayRole || role == Qt::EditRole;
-    return roleValue(row, shown ? int(m_defaultDataRole) : role);
+    return roleValue(*row, shown ? int(d->defaultRole) : role);
 }

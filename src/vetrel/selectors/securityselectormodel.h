@@ -2,18 +2,23 @@
 #define VETREL_SECURITYSELECTORMODEL_H
 
 #include <QAbstractListModel>
-#include <QList>
 
 #include <vetrel/vetrel_export.h>
 
-class LambdaFilterFunc;
+#include <memory>
+
 class Record;
-class Table;
+class SecuritySelectorModelPrivate;
 
 /**
- * The securities of the "securities" table that trade in the current
- * sessions, ordered by stock code, board code and name. Refills whenever a
- * decoder plug-in of the host announces new sessions.
+ * The instruments of "securities" whose session is open, sorted by stock
+ * code, board code and name.
+ *
+ * populate() fills the list at once. When a decoder plug-in says that the
+ * sessions changed, the rows are read and sorted on a worker thread instead
+ * (screened by the new sessions, not by an override of filter()) and swapped
+ * in with one reset once control returns to the event loop; a refill that a
+ * later notice or populate() overtakes is dropped unseen.
  */
 class VETREL_EXPORT SecuritySelectorModel : public QAbstractListModel
 {
@@ -47,7 +52,8 @@ public:
     ~SecuritySelectorModel() override;
 
     /// Refills from the table. A field of an unexpected type throws
-    /// Exception("Incorrect type conversion.") with the rows read so far kept.
+    /// Exception("Incorrect type conversion.") after the rows read before it
+    /// are shown.
     virtual void populate();
     /// Whether the record trades in the sessions known at the last update.
     virtual bool filter(const Record &record) const;
@@ -66,19 +72,7 @@ protected slots:
     void aNewSessions();
 
 private:
-    QList<Data> m_rows;
-    Table *m_table;
-    int m_stockIdColumn;
-    int m_boardIdColumn;
-    int m_secIdColumn;
-    int m_secNameColumn;
-    int m_secCodeColumn;
-    int m_baseCodeColumn;
-    LambdaFilterFunc *m_sessionFilter = nullptr;
-    ItemDataRole m_defaultDataRole = SecurityNameRole;
-    // Sessions announced while a refill runs are taken in right after it.
-    bool m_populating = false;
-    bool m_sessionsPending = false;
+    std::unique_ptr<SecuritySelectorModelPrivate> const d;
 };
 
 #endif

@@ -1,15 +1,9 @@
 #include "selectordata_p.h"
 
-#include <vetrel/caseinsensitiveindex_p.h>
-
 #include <host/database.h>
 #include <host/exception.h>
 #include <host/field.h>
 #include <host/icore.h>
-
-#include <QComboBox>
-#include <QCompleter>
-#include <QListView>
 
 #include <limits>
 
@@ -24,6 +18,13 @@ namespace
         throw Exception(QStringLiteral("Incorrect type conversion."));
     }
 
+    // Opens the protected reset calls of QAbstractItemModel to the guard.
+    struct ResetAccess : QAbstractItemModel
+    {
+        using QAbstractItemModel::beginResetModel;
+        using QAbstractItemModel::endResetModel;
+    };
+
 }
 
 Table *coreTable(const QString &name)
@@ -36,6 +37,11 @@ Table *coreTable(const QString &name)
     return table;
 }
 
+int columnOf(const Table *table, const char *name)
+{
+    return table ? table->columnIndex(QLatin1String(name)) : -1;
+}
+
 int readInt(const Table &table, const Record &record, int column)
 {
     const Field &field = *table.dataPtr(record, column);
@@ -44,10 +50,9 @@ int readInt(const Table &table, const Record &record, int column)
     switch (field.type()) {
     case FieldType::Int32:
         return field.toInt32();
-    case FieldType::Int64: {
-        const qint64 value = field.toInt64();
-        return int(qBound<qint64>(std::numeric_limits<int>::min(), value, std::numeric_limits<int>::max()));
-    }
+    case FieldType::Int64:
+        return int(qBound<qint64>(
+            std::numeric_limits<int>::min(), field.toInt64(), std::numeric_limits<int>::max()));
     default:
         wrongType();
     }
@@ -72,9 +77,31 @@ QString readText(const Table &table, const Record &record, int column)
     return table.dataPtr(record, column)->toString();
 }
 
-bool answers(const QModelIndex &index, const QAbstractItemModel *model, int rowCount)
+ResetGuard::ResetGuard(QAbstractItemModel &model)
+    : m_model(model)
 {
-    return index.row() >= 0 && index.column() >= 0 && index.model() == model && index.row() < rowCount;
+    (m_model.*&ResetAccess::beginResetModel)();
+}
+
+ResetGuard::~ResetGuard()
+{
+    (m_model.*&ResetAccess::endResetModel)();
+}
+
+ShownTexts::ShownTexts(QObject *model, Rows rows)
+    : QObject(model)
+    , m_rows(std::move(rows))
+{ }
+
+const ShownTexts *ShownTexts::of(const QObject *model)
+{
+    if (!model)
+        return nullptr;
+    for (const QObject *child : model->children()) {
+        if (const auto *texts = dynamic_cast<const ShownTexts *>(child))
+            return texts;
+    }
+    return nullptr;
 }
 
 Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks)
@@ -94,46 +121,29 @@ QVariant checkState(bool checkMarks, bool checked)
     return int(checked ? Qt::Checked : Qt::Unchecked);
 }
 
-int findItem(const QComboBox &box, const QVariant &value, int role)
+void checkMarksSwitched(QAbstractItemModel &model, int rows)
 {
-    return box.findData(value, role, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (rows > 0)
+        emit model.dataChanged(model.index(0, 0), model.index(rows - 1, 0), { Qt::CheckStateRole });
 }
 
-int findText(const QComboBox &box, const QString &text)
+Refiller::Refiller(QObject *context)
+    : m_context(context)
+    , m_latest(std::make_shared<std::atomic<quint64>>(0))
 {
-    return findItem(box, text, Qt::DisplayRole);
+    m_pool.setMaxThreadCount(1);
 }
 
-QVariant dataForText(const QComboBox &box, const QString &text, int role)
+Refiller::~Refiller()
 {
-    const int row = findText(box, text);
-    return row < 0 ? QVariant() : box.itemData(row, role);
+    overtake();
+    m_pool.waitForDone();
 }
 
-void selectItem(QComboBox &box, const QVariant &value, int role)
+quint64 Refiller::overtake()
 {
-    const int row = findItem(box, value, role);
-    box.setCurrentIndex(row);
-    if (row < 0)
-        box.setEditText(QString());
-}
-
-TextLookup::TextLookup(QAbstractItemModel *model, QObject *parent)
-    : QObject(parent)
-    , m_rows(CaseInsensitiveIndex::of(model))
-{ }
-
-int TextLookup::row(const QString &text) const
-{
-    return m_rows->firstRowEqualTo(text);
-}
-
-void useUniformRows(QComboBox &box)
-{
-    for (QAbstractItemView *view : { box.view(), box.completer() ? box.completer()->popup() : nullptr }) {
-        if (auto *list = qobject_cast<QListView *>(view))
-            list->setUniformItemSizes(true);
-    }
+    m_pool.clear();
+    return ++*m_latest;
 }
 
 void registerKeyTypes()

@@ -1,9 +1,11 @@
 #ifndef VETREL_SELECTORDATA_P_H
 #define VETREL_SELECTORDATA_P_H
 
-// What every selector model does with the host's tables: typed field reads,
-// the locked walk that fills the rows in key order, check marks and the keys
-// of the checked rows.
+// What every selector model shares: typed field reads, the locked walk of a
+// table, the flat one-column item protocol, check marks, the exact-text index
+// of the rows and the refills that read a table away from the GUI thread.
+
+#include "roworder_p.h"
 
 #include <vetrel/selectortypes.h>
 
@@ -14,15 +16,15 @@
 #include <host/tablelocker.h>
 
 #include <QAbstractItemModel>
-#include <QComboBox>
-#include <QList>
-#include <QSortFilterProxyModel>
-#include <QString>
+#include <QObject>
+#include <QPair>
+#include <QThreadPool>
 
-#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <functional>
+#include <memory>
 #include <vector>
-
-class CaseInsensitiveIndex;
 
 namespace SelectorData
 {
@@ -36,28 +38,30 @@ constexpr int FirstRole = Qt::UserRole + 1;
 // would read one file's constants from every file, before they exist.
 namespace
 {
-struct FieldConstantSet
-{
-    FieldConstValue statusOpen = FieldConstants::Status::Open;
-    FieldConstValue statusClosed = FieldConstants::Status::Closed;
-    FieldConstValue statusSuspended = FieldConstants::Status::Suspended;
-    FieldConstValue sideBuy = FieldConstants::Side::Buy;
-    FieldConstValue sideSell = FieldConstants::Side::Sell;
-    FieldConstValue anonymous = FieldConstants::Anonymity::Anonymous;
-    FieldConstValue named = FieldConstants::Anonymity::Named;
-    FieldConstValue call = FieldConstants::OptionType::Call;
-    FieldConstValue put = FieldConstants::OptionType::Put;
-    FieldConstValue share = FieldConstants::SecurityType::Share;
-    FieldConstValue bond = FieldConstants::SecurityType::Bond;
-    FieldConstValue future = FieldConstants::SecurityType::Future;
-    FieldConstValue option = FieldConstants::SecurityType::Option;
-    FieldConstValue currency = FieldConstants::SecurityType::Currency;
-    FieldConstValue repo = FieldConstants::SecurityType::Repo;
-};
+    struct FieldConstantSet
+    {
+        FieldConstValue statusOpen = FieldConstants::Status::Open;
+        FieldConstValue statusClosed = FieldConstants::Status::Closed;
+        FieldConstValue statusSuspended = FieldConstants::Status::Suspended;
+        FieldConstValue sideBuy = FieldConstants::Side::Buy;
+        FieldConstValue sideSell = FieldConstants::Side::Sell;
+        FieldConstValue anonymous = FieldConstants::Anonymity::Anonymous;
+        FieldConstValue named = FieldConstants::Anonymity::Named;
+        FieldConstValue call = FieldConstants::OptionType::Call;
+        FieldConstValue put = FieldConstants::OptionType::Put;
+        FieldConstValue share = FieldConstants::SecurityType::Share;
+        FieldConstValue bond = FieldConstants::SecurityType::Bond;
+        FieldConstValue future = FieldConstants::SecurityType::Future;
+        FieldConstValue option = FieldConstants::SecurityType::Option;
+        FieldConstValue currency = FieldConstants::SecurityType::Currency;
+        FieldConstValue repo = FieldConstants::SecurityType::Repo;
+    };
 }
 
 /// The named table of the current core; nullptr without a core or table.
 Table *coreTable(const QString &name);
+/// The column of that name; -1 without a table.
+int columnOf(const Table *table, const char *name);
 
 /// 32-bit read: absent is 0, 64-bit values saturate; other types throw
 /// Exception("Incorrect type conversion.").
@@ -66,59 +70,188 @@ int readInt(const Table &table, const Record &record, int column);
 qint64 readInt64(const Table &table, const Record &record, int column);
 QString readText(const Table &table, const Record &record, int column);
 
-/// The row an item-model index names, when data() may answer for it.
-bool answers(const QModelIndex &index, const QAbstractItemModel *model, int rowCount);
+/**
+ * Begins a reset of the model and ends it on every way out, so that an
+ * exception in between never leaves the model's views waiting for an end.
+ */
+class ResetGuard
+{
+public:
+    explicit ResetGuard(QAbstractItemModel &model);
+    ~ResetGuard();
+    ResetGuard(const ResetGuard &) = delete;
+    ResetGuard &operator=(const ResetGuard &) = delete;
 
-Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks);
+private:
+    QAbstractItemModel &m_model;
+};
+
+/// The row numbers of a list sorted by their shown text, for exact lookups.
+class TextIndex
+{
+public:
+    template<typename TextOf>
+    void build(int count, TextOf textOf)
+    {
+        m_sorted = sortedPositions(
+            count, [&](int row) { return PrefixKey().add(textOf(row)).value(); },
+            [&](int a, int b) { return textOf(a) < textOf(b); }, Ties::EarlierFirst);
+    }
+
+    /// The rows showing exactly `text` (case-sensitive), ascending.
+    template<typename TextOf>
+    std::vector<int> rows(const QString &text, TextOf textOf) const
+    {
+        const auto from = std::lower_bound(m_sorted.begin(), m_sorted.end(), text,
+            [&](int row, const QString &t) { return textOf(row) < t; });
+        const auto to = std::upper_bound(
+            from, m_sorted.end(), text, [&](const QString &t, int row) { return t < textOf(row); });
+        return std::vector<int>(from, to);
+    }
+
+    void clear() { m_sorted.clear(); }
+    size_t bytes() const { return m_sorted.capacity() * sizeof(int); }
+
+private:
+    std::vector<int> m_sorted;
+};
 
 /**
- * The order of one-by-one insertion at the lower bound of equal keys:
- * ascending by key, equal keys in the reverse of walk order. Returns the
- * positions of `rows` in that order; sorting positions moves ints, not rows.
+ * A model's answer to "which rows show this text", found among the model's
+ * children by the boxes, so that a keystroke costs a binary search instead
+ * of a pass over the rows.
  */
-template<typename Data, typename Less>
-std::vector<int> insertionOrder(const std::vector<Data> &rows, Less less)
+class ShownTexts : public QObject
 {
-    std::vector<int> order(rows.size());
-    for (size_t i = 0; i < order.size(); ++i)
-        order[i] = int(order.size() - 1 - i);
-    const auto before = [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); };
-    // Walk order reversed: a stable sort now keeps later rows first among equals.
-    if (!std::is_sorted(order.begin(), order.end(), before))
-        std::stable_sort(order.begin(), order.end(), before);
-    return order;
-}
+public:
+    using Rows = std::function<std::vector<int>(const QString &)>;
+    ShownTexts(QObject *model, Rows rows);
+    std::vector<int> rows(const QString &text) const { return m_rows(text); }
+    /// The lookup that the model offers; nullptr when it offers none.
+    static const ShownTexts *of(const QObject *model);
+
+private:
+    Rows m_rows;
+};
+
+/// What a refill read: rows in list order, their text index, and the error
+/// that stopped the walk (the rows before it are kept).
+template<typename Row>
+struct Snapshot
+{
+    std::vector<Row> rows;
+    TextIndex texts;
+    std::exception_ptr error;
+};
 
 /**
- * Replaces `rows` with the accepted records of the table's master index, read
- * by `read` and ordered by `less`, each new row before the rows of equal key.
- * The caller holds the table's lock (TableLocker) around this call. A read
- * that throws leaves the rows read so far in place, in order, and the
- * exception goes on.
+ * Walks the table's master index under its lock; records that `accept`
+ * takes are read by `read` into the snapshot. A throw ends the walk and is
+ * kept in the snapshot.
  */
-template<typename Data, typename Accept, typename Read, typename Less>
-void fill(const Table &table, QList<Data> &rows, Accept accept, Read read, Less less)
+template<typename Row, typename Accept, typename Read>
+void walk(const Table *table, Snapshot<Row> &snapshot, Accept accept, Read read)
 {
-    rows.clear();
-    const IndexList &index = *table.masterIndex();
-    std::vector<Data> taken;
-    taken.reserve(size_t(index.count()));
-    const auto keep = [&] {
-        rows.reserve(int(taken.size()));
-        for (int position : insertionOrder(taken, less))
-            rows.append(taken[size_t(position)]);
-    };
+    if (!table)
+        return;
+    const TableLocker locker(table);
+    const IndexList &index = *table->masterIndex();
+    snapshot.rows.reserve(size_t(index.count()));
     try {
         for (const Record *record : index) {
             if (accept(*record))
-                taken.push_back(read(*record));
+                snapshot.rows.push_back(read(*record));
         }
     } catch (...) {
-        keep();
-        throw;
+        snapshot.error = std::current_exception();
     }
-    keep();
 }
+
+/// Puts the rows in the order `sortedPositions` gives.
+template<typename Row>
+void reorder(std::vector<Row> &rows, const std::vector<int> &positions)
+{
+    std::vector<Row> ordered;
+    ordered.reserve(rows.size());
+    for (int position : positions)
+        ordered.push_back(std::move(rows[size_t(position)]));
+    rows.swap(ordered);
+}
+
+/**
+ * Reads a snapshot: the accepted records of the table, ordered by `less`
+ * (`prefix` gives each row's PrefixKey), each row before the earlier-read
+ * rows of equal key, and indexed by `textOf`, the text a row shows.
+ */
+template<typename Row, typename Accept, typename Read, typename Prefix, typename Less, typename TextOf>
+Snapshot<Row> readSnapshot(
+    const Table *table, Accept accept, Read read, Prefix prefix, Less less, TextOf textOf)
+{
+    Snapshot<Row> snapshot;
+    walk(table, snapshot, accept, read);
+    std::vector<Row> &rows = snapshot.rows;
+    reorder(rows,
+        sortedPositions(
+            int(rows.size()), [&](int i) { return prefix(rows[size_t(i)]); },
+            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
+    snapshot.texts.build(int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); });
+    return snapshot;
+}
+
+/// The rows of a flat, one-column selector model and the item protocol over them.
+template<typename Row>
+class FlatRows
+{
+public:
+    explicit FlatRows(const QAbstractItemModel *model)
+        : m_model(model)
+    { }
+
+    int rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(rows.size()); }
+
+    /// The row that data() answers for, or nullptr.
+    const Row *answering(const QModelIndex &index) const
+    {
+        const bool valid = index.row() >= 0 && index.column() >= 0 && index.model() == m_model
+            && index.row() < int(rows.size());
+        return valid ? &rows[size_t(index.row())] : nullptr;
+    }
+
+    /// Swaps a snapshot in under one reset of `model`; the snapshot's error,
+    /// if any, goes on after the reset has ended.
+    void swapIn(QAbstractItemModel &model, Snapshot<Row> &snapshot)
+    {
+        // The old rows stay in the snapshot and are freed after the reset.
+        {
+            const ResetGuard reset(model);
+            rows.swap(snapshot.rows);
+            texts = std::move(snapshot.texts);
+        }
+        snapshot.rows.clear();
+        if (snapshot.error)
+            std::rethrow_exception(snapshot.error);
+    }
+
+    /// Offers the text index to the boxes; `textOf` gives a row's shown text.
+    template<typename TextOf>
+    void offerTexts(QObject *model, TextOf textOf)
+    {
+        new ShownTexts(model, [this, textOf](const QString &text) {
+            return texts.rows(text, [&](int row) -> decltype(auto) { return textOf(rows[size_t(row)]); });
+        });
+    }
+
+    std::vector<Row> rows;
+    TextIndex texts;
+
+private:
+    const QAbstractItemModel *m_model;
+};
+
+Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks);
+
+/// The check state role's answer for a row, or an invalid value without marks.
+QVariant checkState(bool checkMarks, bool checked);
 
 /// What a setData() call did to the check marks.
 enum class CheckChange
@@ -129,43 +262,42 @@ enum class CheckChange
 };
 
 /**
- * setData() for the check-state role over rows whose Data begins with
- * `bool checked`. A valid index sets that row's mark (dataChanged follows);
- * an invalid one sets every mark inside a model reset done by `reset`.
+ * setData() for the check-state role over rows with a `checked` member. A
+ * valid index sets that row's mark (dataChanged follows); an invalid one
+ * sets every mark inside one model reset.
  */
-template<typename Data, typename Reset>
-CheckChange setCheckMark(QAbstractItemModel &model, QList<Data> &rows, bool checkMarks,
-    const QModelIndex &index, const QVariant &value, int role, Reset reset)
+template<typename Row>
+CheckChange setCheckMark(QAbstractItemModel &model, std::vector<Row> &rows, bool checkMarks,
+    const QModelIndex &index, const QVariant &value, int role)
 {
     if (!checkMarks || role != Qt::CheckStateRole)
         return CheckChange::None;
     const bool on = value.toInt() != 0;
     if (!index.isValid()) {
-        reset([&] {
-            for (Data &row : rows)
-                row.checked = on;
-        });
+        const ResetGuard reset(model);
+        for (Row &row : rows)
+            row.checked = on;
         return CheckChange::All;
     }
-    if (index.row() >= rows.size() || rows.at(index.row()).checked == on)
+    if (index.row() >= int(rows.size()) || rows[size_t(index.row())].checked == on)
         return CheckChange::None;
-    rows[index.row()].checked = on;
+    rows[size_t(index.row())].checked = on;
     emit model.dataChanged(index, index, {});
     return CheckChange::Row;
 }
 
-/// The check state role's answer for a row, or an invalid value without marks.
-QVariant checkState(bool checkMarks, bool checked);
+/// Tells the views that every row's check state changed.
+void checkMarksSwitched(QAbstractItemModel &model, int rows);
 
 /**
  * The keys of the checked rows, ascending and without duplicates, and
  * whether any row is unchecked (so that the keys restrict).
  */
-template<typename Key, typename Data, typename KeyOf>
-QPair<bool, QList<Key>> checkedKeys(const QList<Data> &rows, KeyOf keyOf)
+template<typename Key, typename Row, typename KeyOf>
+QPair<bool, QList<Key>> checkedKeys(const std::vector<Row> &rows, KeyOf keyOf)
 {
     QPair<bool, QList<Key>> result(false, {});
-    for (const Data &row : rows) {
+    for (const Row &row : rows) {
         if (!row.checked) {
             result.first = true;
             continue;
@@ -180,88 +312,48 @@ QPair<bool, QList<Key>> checkedKeys(const QList<Data> &rows, KeyOf keyOf)
 }
 
 /**
- * Finds the first row of a model by its exact display text without reading
- * every row: the model's case-insensitive index narrows it to the texts equal
- * ignoring case. The index learns of a change before anyone connected later
- * hears of it, so a box's own handlers never see stale rows. Create it right
- * after the model is set.
+ * Runs a model's refills on a thread of its own, one at a time. Each start()
+ * overtakes the refills asked for before it: a queued one never runs, and
+ * the result of a running one is dropped instead of shown. Results are
+ * applied in the thread of `context`; the destructor waits for a running
+ * read, so the tables it reads must outlive the model.
  */
-class TextLookup : public QObject
+class Refiller
 {
 public:
-    TextLookup(QAbstractItemModel *model, QObject *parent);
-    /// The first row showing exactly `text` (case-sensitive); -1 when none.
-    int row(const QString &text) const;
+    explicit Refiller(QObject *context);
+    ~Refiller();
+
+    /// `read` runs on the worker and must touch nothing of the model;
+    /// `apply` runs later in the context's thread unless overtaken.
+    template<typename Result>
+    void start(std::function<Result()> read, std::function<void(Result &)> apply)
+    {
+        const quint64 generation = overtake();
+        QObject *context = m_context;
+        const auto latest = m_latest;
+        m_pool.start([=] {
+            auto result = std::make_shared<Result>(read());
+            if (*latest != generation)
+                return;
+            QMetaObject::invokeMethod(
+                context,
+                [=] {
+                    if (*latest == generation)
+                        apply(*result);
+                },
+                Qt::QueuedConnection);
+        });
+    }
+
+    /// Drops every refill asked for so far (a synchronous fill replaces them).
+    quint64 overtake();
 
 private:
-    CaseInsensitiveIndex *m_rows;
+    QObject *m_context;
+    std::shared_ptr<std::atomic<quint64>> m_latest;
+    QThreadPool m_pool;
 };
-
-/// The first item of the box whose data under `role` equals `value` exactly
-/// (text compared case-sensitively); -1 when there is none.
-int findItem(const QComboBox &box, const QVariant &value, int role);
-/// The first item whose display text is `text`, case-sensitively; -1 when none.
-int findText(const QComboBox &box, const QString &text);
-
-/// The data under `role` of the first item whose display text is `text`
-/// (case-sensitive); an invalid value when there is none.
-QVariant dataForText(const QComboBox &box, const QString &text, int role);
-
-/// Selects the first item whose data under `role` equals `value`; with none,
-/// nothing is selected and the edit text is cleared.
-void selectItem(QComboBox &box, const QVariant &value, int role);
-
-/**
- * Gives the proxy a new source model owned by `owner`, filled afresh. The old
- * source is detached first (the box's view resets, so no stale row stays
- * selected) and then deleted.
- */
-template<typename Model>
-void replaceSource(QSortFilterProxyModel &proxy, Model *model, QObject *owner)
-{
-    QAbstractItemModel *old = proxy.sourceModel();
-    if (old != model) {
-        proxy.setSourceModel(nullptr);
-        delete old;
-    }
-    if (!model)
-        return;
-    model->setParent(owner);
-    model->populate();
-    proxy.setSourceModel(model);
-}
-
-/// What becomes of the box's choice when its rows change.
-enum class Choice
-{
-    Clear,
-    Keep
-};
-
-/**
- * Keeps a selector box's rows and choice in step with its model. QComboBox
- * picks a row by itself when its model resets or when rows come and go under
- * the current one; a selector box must not report a choice the user never
- * made. While `change` runs the box's edit notices are held back (`quiet`);
- * then the box keeps the item it showed, if it is still listed and `choice`
- * allows, or selects nothing, and the outcome is announced once.
- */
-template<typename Change, typename Announce>
-void changeRows(QComboBox &box, bool &quiet, Choice choice, Change change, Announce announce)
-{
-    const QString shown = box.currentIndex() >= 0 ? box.currentText() : QString();
-    const bool wasQuiet = quiet;
-    quiet = true;
-    change();
-    box.setCurrentIndex(choice == Choice::Keep && !shown.isEmpty() ? findText(box, shown) : -1);
-    quiet = wasQuiet;
-    if (!quiet)
-        announce(box.currentText());
-}
-
-/// Lists of a hundred thousand rows open in one pass over the rows instead of
-/// measuring each row: every item of a selector is one line of text.
-void useUniformRows(QComboBox &box);
 
 /// Registers the key-list types under the names the signals use.
 void registerKeyTypes();

@@ -5,20 +5,18 @@
 
 #include <vetrel/vetrel_export.h>
 
-namespace SelectorData
-{
-enum class Choice;
-class TextLookup;
-}
+#include <memory>
 
-class QSortFilterProxyModel;
+class StockSelectorBoxPrivate;
 class StockSelectorModel;
 
 /**
  * Picks a stock by name. The names come from a StockSelectorModel through a
  * proxy that sorts them; the choice is bound as StockId, Stock (the typed
  * text) and StockCode. Typing reports id 0 and an empty code until the text
- * equals a name exactly.
+ * equals a name exactly. A refill or a new filter keeps the chosen stock
+ * while it is listed; when it leaves the list, the line is cleared and the
+ * form hears id 0.
  */
 class VETREL_EXPORT StockSelectorBox : public ComboBox
 {
@@ -30,6 +28,7 @@ class VETREL_EXPORT StockSelectorBox : public ComboBox
 
 public:
     explicit StockSelectorBox(QWidget *parent = nullptr);
+    ~StockSelectorBox() override;
 
     int getStockId() const;
     QString getStock() const;
@@ -56,15 +55,7 @@ private slots:
     void item_activated(int index);
 
 private:
-    template<typename Change>
-    void changeRows(SelectorData::Choice choice, Change change);
-
-    /// The row showing exactly `text`, or -1.
-    int rowOf(const QString &text) const;
-
-    bool m_quiet = true; // edit notices held back while the rows change
-    QSortFilterProxyModel *m_proxy;
-    SelectorData::TextLookup *m_lookup;
+    std::unique_ptr<StockSelectorBoxPrivate> const d;
 };
 
 #endif

@@ -1,13 +1,29 @@
 #include <vetrel/stockselectorbox_code.h>
 
-#include "selectordata_p.h"
+#include "selectorbox_p.h"
 
 #include <QIcon>
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
+class StockSelectorBox_CodePrivate : public SelectorData::SelectorBoxPrivate
+{
+public:
+    explicit StockSelectorBox_CodePrivate(StockSelectorBox_Code *q)
+        : SelectorBoxPrivate(q)
+        , q(q)
+    {
+        lookup.setModel(q->model());
+    }
+
+    void editChanged(const QString &text) override { q->edit_changed(text); }
+
+    StockSelectorBox_Code *const q;
+};
+
 StockSelectorBox_Code::StockSelectorBox_Code(QWidget *parent)
     : ComboBox(parent)
+    , d(new StockSelectorBox_CodePrivate(this))
 {
     setEditable(true);
     populate();
@@ -15,6 +31,8 @@ StockSelectorBox_Code::StockSelectorBox_Code(QWidget *parent)
     connect(this, &QComboBox::editTextChanged, this, &StockSelectorBox_Code::edit_changed);
     connect(this, QOverload<int>::of(&QComboBox::activated), this, &StockSelectorBox_Code::item_activated);
 }
+
+StockSelectorBox_Code::~StockSelectorBox_Code() = default;
 
 void StockSelectorBox_Code::populate()
 {
@@ -57,7 +75,7 @@ void StockSelectorBox_Code::item_activated(int index)
 
 void StockSelectorBox_Code::edit_changed(const QString &text)
 {
-    const int found = SelectorData::findText(*this, text);
+    const int found = d->rowOfText(text);
     if (found >= 0) {
         item_activated(found);
         emit setProp_Stock(text);

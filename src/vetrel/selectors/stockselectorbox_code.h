@@ -5,6 +5,10 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class StockSelectorBox_CodePrivate;
+
 /**
  * Picks a stock by code. The items are the codes of the "stocks" table in its
  * index order (user data: the id; role 257: the name). The box takes part in
@@ -17,6 +21,7 @@ class VETREL_EXPORT StockSelectorBox_Code : public ComboBox
 
 public:
     explicit StockSelectorBox_Code(QWidget *parent = nullptr);
+    ~StockSelectorBox_Code() override;
 
     /// Refills the items from the table and selects the first one.
     void populate();
@@ -32,6 +37,10 @@ public slots:
 private slots:
     void edit_changed(const QString &text);
     void item_activated(int index);
+
+private:
+    friend class StockSelectorBox_CodePrivate;
+    std::unique_ptr<StockSelectorBox_CodePrivate> const d;
 };
 
 #endif

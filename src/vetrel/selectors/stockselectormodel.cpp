@@ -2,43 +2,61 @@
 
 #include "selectordata_p.h"
 
+#include <QTimer>
+
 static const SelectorData::FieldConstantSet fieldConstants;
+
+class StockSelectorModelPrivate
+{
+public:
+    using Data = StockSelectorModel::Data;
+
+    explicit StockSelectorModelPrivate(StockSelectorModel *q)
+        : rows(q)
+        , table(SelectorData::coreTable(QStringLiteral("stocks")))
+        , stockIdColumn(SelectorData::columnOf(table, "stock_id"))
+        , nameColumn(SelectorData::columnOf(table, "name"))
+        , stockCodeColumn(SelectorData::columnOf(table, "stock_code"))
+    {
+        rows.offerTexts(q, [](const Data &row) -> const QString & { return row.name; });
+    }
+
+    QTimer timer;
+    SelectorData::FlatRows<Data> rows;
+    Table *const table;
+    const int stockIdColumn;
+    const int nameColumn;
+    const int stockCodeColumn;
+    bool checkMarks = false;
+};
 
 StockSelectorModel::StockSelectorModel(QObject *parent)
     : QAbstractItemModel(parent)
-    , m_table(SelectorData::coreTable(QStringLiteral("stocks")))
+    , d(new StockSelectorModelPrivate(this))
 {
     SelectorData::registerKeyTypes();
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, this, &StockSelectorModel::sendStocksChanged);
-    if (m_table) {
-        m_stockIdColumn = m_table->columnIndex(QStringLiteral("stock_id"));
-        m_nameColumn = m_table->columnIndex(QStringLiteral("name"));
-        m_stockCodeColumn = m_table->columnIndex(QStringLiteral("stock_code"));
-    }
+    d->timer.setSingleShot(true);
+    connect(&d->timer, &QTimer::timeout, this, &StockSelectorModel::sendStocksChanged);
 }
+
+StockSelectorModel::~StockSelectorModel() = default;
 
 void StockSelectorModel::populate()
 {
-    beginResetModel();
-    if (!m_table) {
-        m_rows.clear();
-        endResetModel();
-        return;
-    }
-    const TableLocker locker(m_table);
-    const Table &table = *m_table;
-    SelectorData::fill(
-        table, m_rows, [this](const Record &record) { return filter(record); },
+    const Table *table = d->table;
+    auto snapshot = SelectorData::readSnapshot<Data>(
+        table, [this](const Record &record) { return filter(record); },
         [&](const Record &record) {
             Data row;
-            row.stockId = SelectorData::readInt(table, record, m_stockIdColumn);
-            row.name = SelectorData::readText(table, record, m_nameColumn);
-            row.stockCode = SelectorData::readText(table, record, m_stockCodeColumn);
+            row.stockId = SelectorData::readInt(*table, record, d->stockIdColumn);
+            row.name = SelectorData::readText(*table, record, d->nameColumn);
+            row.stockCode = SelectorData::readText(*table, record, d->stockCodeColumn);
             return row;
         },
-        [](const Data &a, const Data &b) { return a.stockCode < b.stockCode; });
-    endResetModel();
+        [](const Data &row) { return SelectorData::PrefixKey().add(row.stockCode).value(); },
+        [](const Data &a, const Data &b) { return a.stockCode < b.stockCode; },
+        [](const Data &row) -> const QString & { return row.name; });
+    d->rows.swapIn(*this, snapshot);
 }
 
 bool StockSelectorModel::filter(const Record &) const
@@ -46,13 +64,17 @@ bool StockSelectorModel::filter(const Record &) const
     return true;
 }
 
+bool StockSelectorModel::checkMarks() const
+{
+    return d->checkMarks;
+}
+
 void StockSelectorModel::setCheckMarks(bool on)
 {
-    if (m_checkMarks == on)
+    if (d->checkMarks == on)
         return;
-    m_checkMarks = on;
-    if (!m_rows.isEmpty())
-        emit dataChanged(index(0, 0), index(m_rows.size() - 1, 0), { Qt::CheckStateRole });
+    d->checkMarks = on;
+    SelectorData::checkMarksSwitched(*this, rowCount());
 }
 
 QModelIndex StockSelectorModel::index(int row, int column, const QModelIndex &parent) const
@@ -67,7 +89,7 @@ QModelIndex StockSelectorModel::parent(const QModelIndex &) const
 
 int StockSelectorModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : m_rows.size();
+    return d->rows.rowCount(parent);
 }
 
 int StockSelectorModel::columnCount(const QModelIndex &) const
@@ -77,24 +99,24 @@ int StockSelectorModel::columnCount(const QModelIndex &) const
 
 Qt::ItemFlags StockSelectorModel::flags(const QModelIndex &index) const
 {
-    return SelectorData::itemFlags(index, m_checkMarks);
+    return SelectorData::itemFlags(index, d->checkMarks);
 }
 
 QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
 {
-    if (!SelectorData::answers(index, this, m_rows.size()))
+    const Data *row = d->rows.answering(index);
+    if (!row)
         return QVariant();
-    const Data &row = m_rows.at(index.row());
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
-        return row.name;
+        return row->name;
     case Qt::CheckStateRole:
-        return SelectorData::checkState(m_checkMarks, row.checked);
+        return SelectorData::checkState(d->checkMarks, row->checked);
     case StockIdRole:
-        return row.stockId;
+        return row->stockId;
     case StockCodeRole:
-        return row.stockCode;
+        return row->stockCode;
     default:
         return QVariant();
     }
@@ -102,17 +124,13 @@ QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
 
 bool StockSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    const auto change
-        = SelectorData::setCheckMark(*this, m_rows, m_checkMarks, index, value, role, [this](auto mark) {
-              beginResetModel();
-              mark();
-              endResetModel();
-          });
-    return change != SelectorData::CheckChange::None;
+    return SelectorData::setCheckMark(*this, d->rows.rows, d->checkMarks, index, value, role)
+        != SelectorData::CheckChange::None;
 }
 
 void StockSelectorModel::sendStocksChanged()
 {
-    const auto chosen = SelectorData::checkedKeys<int>(m_rows, [](const Data &row) { return row.stockId; });
+    const auto chosen
+        = SelectorData::checkedKeys<int>(d->rows.rows, [](const Data &row) { return row.stockId; });
     emit stocksChanged(chosen.first, chosen.second);
 }

@@ -2,14 +2,14 @@
 #define VETREL_STOCKSELECTORMODEL_H
 
 #include <QAbstractItemModel>
-#include <QList>
-#include <QTimer>
 
 #include <vetrel/selectortypes.h>
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 class Record;
-class Table;
+class StockSelectorModelPrivate;
 
 /**
  * The stocks of the host's "stocks" table, ordered by stock code. Shows the
@@ -37,12 +37,14 @@ public:
     };
 
     explicit StockSelectorModel(QObject *parent = nullptr);
+    ~StockSelectorModel() override;
 
-    /// Refills from the table; throws Exception on an id column of a wrong type.
+    /// Refills from the table. An id column of a wrong type throws Exception
+    /// after the rows read before it are shown.
     virtual void populate();
     virtual bool filter(const Record &record) const;
 
-    bool checkMarks() const { return m_checkMarks; }
+    bool checkMarks() const;
     void setCheckMarks(bool on);
 
     QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
@@ -60,13 +62,7 @@ protected slots:
     void sendStocksChanged();
 
 private:
-    QTimer m_timer;
-    QList<Data> m_rows;
-    Table *m_table = nullptr;
-    int m_stockIdColumn = -1;
-    int m_nameColumn = -1;
-    int m_stockCodeColumn = -1;
-    bool m_checkMarks = false;
+    std::unique_ptr<StockSelectorModelPrivate> const d;
 };
 
 #endif

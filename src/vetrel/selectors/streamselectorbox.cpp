@@ -1,6 +1,6 @@
 #include <vetrel/streamselectorbox.h>
 
-#include "selectordata_p.h"
+#include "selectorbox_p.h"
 #include <vetrel/streamselectorfilteredmodel.h>
 #include <vetrel/streamselectormodel.h>
 
@@ -9,41 +9,58 @@
 
 static const SelectorData::FieldConstantSet fieldConstants;
 
+class StreamSelectorBoxPrivate : public SelectorData::SelectorBoxPrivate
+{
+public:
+    explicit StreamSelectorBoxPrivate(StreamSelectorBox *q)
+        : SelectorBoxPrivate(q)
+        , q(q)
+        , filtered(new StreamSelectorFilteredModel(q))
+    { }
+
+    // A stream is known by its id: two streams may read alike.
+    QVariant keyOfRow(int row) const override { return q->itemData(row, StreamSelectorModel::StreamIdRole); }
+    void editChanged(const QString &text) override { q->edit_changed(text); }
+    void choiceKept() override { emit q->changed(q->getStreamId(), q->getSecurityId()); }
+
+    QVariant current(int role) const
+    {
+        return q->currentIndex() < 0 ? QVariant() : q->itemData(q->currentIndex(), role);
+    }
+
+    StreamSelectorBox *const q;
+    StreamSelectorFilteredModel *const filtered;
+};
+
 StreamSelectorBox::StreamSelectorBox(QWidget *parent)
     : ComboBox(parent)
-    , m_filteredModel(new StreamSelectorFilteredModel(this))
+    , d(new StreamSelectorBoxPrivate(this))
 {
     lineEdit()->setPlaceholderText(tr("Поток (Инструмент * количество)"));
-    // Return must not add the typed text to the list.
-    setInsertPolicy(NoInsert);
-    SelectorData::useUniformRows(*this);
     setSourceModel(new StreamSelectorModel(this));
-    setModel(m_filteredModel);
+    d->install(d->filtered);
     // Installing the model makes its first row current; the box starts with
     // no stream chosen and an empty line.
     setCurrentIndex(-1);
     connect(this, &QComboBox::editTextChanged, this, &StreamSelectorBox::edit_changed);
 }
 
+StreamSelectorBox::~StreamSelectorBox() = default;
+
 qulonglong StreamSelectorBox::getStreamId() const
 {
-    return currentIndex() < 0 ? 0 : itemData(currentIndex(), StreamSelectorModel::StreamIdRole).toULongLong();
+    return d->current(StreamSelectorModel::StreamIdRole).toULongLong();
 }
 
 qlonglong StreamSelectorBox::getSecurityId() const
 {
-    return currentIndex() < 0 ? 0
-                              : itemData(currentIndex(), StreamSelectorModel::SecurityIdRole).toLongLong();
+    return d->current(StreamSelectorModel::SecurityIdRole).toLongLong();
 }
 
 void StreamSelectorBox::setSourceModel(StreamSelectorModel *model)
 {
-    SelectorData::replaceSource(*m_filteredModel, model, this);
-    m_filteredModel->sort(0, Qt::AscendingOrder);
-    // Connected after the proxy's own handlers, so that the box restores the
-    // choice once the proxy and the combo box have taken in the new rows.
-    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &StreamSelectorBox::onModelAboutToBeReset);
-    connect(model, &QAbstractItemModel::modelReset, this, &StreamSelectorBox::onModelReset);
+    SelectorData::replaceSource(*d->filtered, model, this);
+    d->filtered->sort(0, Qt::AscendingOrder);
 }
 
 void StreamSelectorBox::setStream(qulonglong stream_id, qlonglong sec_id)
@@ -52,15 +69,12 @@ void StreamSelectorBox::setStream(qulonglong stream_id, qlonglong sec_id)
         // Narrowing the list and moving the current row are announced once,
         // by changed() below.
         const QSignalBlocker blocker(this);
-        if (sec_id != getSecurityId()) {
-            m_filteredModel->setSecurityId(sec_id);
-            m_securityId = sec_id;
-        }
+        if (sec_id != getSecurityId())
+            d->filtered->setSecurityId(sec_id);
         const int row = SelectorData::findItem(*this, stream_id, StreamSelectorModel::StreamIdRole);
         if (row < 0)
             return;
         setCurrentIndex(row);
-        m_streamId = stream_id;
     }
     emit changed(stream_id, getSecurityId());
 }
@@ -72,7 +86,7 @@ void StreamSelectorBox::edit_changed(const QString &text)
         emit changed(0, 0);
         return;
     }
-    const int row = SelectorData::findText(*this, text);
+    const int row = d->rowOfText(text);
     if (row < 0)
         return;
     setCurrentIndex(row);
@@ -81,21 +95,10 @@ void StreamSelectorBox::edit_changed(const QString &text)
 
 void StreamSelectorBox::onModelAboutToBeReset()
 {
-    blockSignals(true);
-    const int named = SelectorData::findText(*this, currentText());
-    m_streamId = named < 0 ? 0 : itemData(named, StreamSelectorModel::StreamIdRole).toULongLong();
-    m_securityId = named < 0 ? 0 : itemData(named, StreamSelectorModel::SecurityIdRole).toLongLong();
+    d->aboutToReset();
 }
 
 void StreamSelectorBox::onModelReset()
 {
-    // Whatever row the combo box took during the reset is nobody's choice.
-    setCurrentIndex(-1);
-    blockSignals(false);
-    const qulonglong chosen = m_streamId;
-    setStream(m_streamId, m_securityId);
-    // A stream that is no longer offered is no longer chosen, and the form
-    // must hear it rather than keep trading on it.
-    if (chosen != 0 && getStreamId() != chosen)
-        emit changed(0, 0);
+    d->wasReset();
 }

@@ -5,13 +5,19 @@
 
 #include <vetrel/vetrel_export.h>
 
-class StreamSelectorFilteredModel;
+#include <memory>
+
+class StreamSelectorBoxPrivate;
 class StreamSelectorModel;
 
 /**
- * Picks a price stream (a security offered in a given quantity). The choice
- * is reported as the pair (stream id, security id) and survives refills of
- * the list: a stream still offered stays chosen, with one changed() notice.
+ * Chooses a price stream: an instrument quoted for a given quantity. The
+ * choice goes out as the pair (stream id, security id).
+ *
+ * It survives refreshes of the list: a stream still offered stays chosen and
+ * is announced once more with changed(). When the chosen stream is no longer
+ * offered, the line is cleared and changed(0, 0) is announced, so that an
+ * order form never goes on trading a stream that has gone.
  */
 class VETREL_EXPORT StreamSelectorBox : public ComboBox
 {
@@ -19,6 +25,7 @@ class VETREL_EXPORT StreamSelectorBox : public ComboBox
 
 public:
     explicit StreamSelectorBox(QWidget *parent = nullptr);
+    ~StreamSelectorBox() override;
 
     /// The ids of the current row; 0 when there is none.
     qulonglong getStreamId() const;
@@ -38,13 +45,13 @@ public slots:
     void edit_changed(const QString &text);
 
 protected slots:
+    /// The two halves of keeping the choice across a reset of the list; the
+    /// box runs them itself on every reset of its model.
     void onModelAboutToBeReset();
     void onModelReset();
 
 private:
-    StreamSelectorFilteredModel *m_filteredModel;
-    qulonglong m_streamId = 0;
-    qlonglong m_securityId = 0;
+    std::unique_ptr<StreamSelectorBoxPrivate> const d;
 };
 
 #endif

@@ -5,6 +5,10 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class StreamSelectorFilteredModelPrivate;
+
 /**
  * The streams of one security (all streams while the security id is 0),
  * ordered by stream id.
@@ -15,8 +19,9 @@ class VETREL_EXPORT StreamSelectorFilteredModel : public QSortFilterProxyModel
 
 public:
     explicit StreamSelectorFilteredModel(QObject *parent = nullptr);
+    ~StreamSelectorFilteredModel() override;
 
-    qlonglong securityId() const { return m_securityId; }
+    qlonglong securityId() const;
 
 public slots:
     void setSecurityId(qlonglong securityId);
@@ -25,7 +30,7 @@ protected:
     bool filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const override;
 
 private:
-    qlonglong m_securityId = 0;
+    std::unique_ptr<StreamSelectorFilteredModelPrivate> const d;
 };
 
 #endif

@@ -5,11 +5,16 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
+class StreamSelectorModelPrivate;
+
 /**
  * The price streams that RFSStreamsDirectory offers, one item per stream:
  * its text for display, the stream id and the security id as user roles.
- * Refills itself, once control returns to the event loop, whenever the
- * directory's table changes.
+ * Whenever the directory's table changes, the streams are read on a worker
+ * thread and swapped in with one reset once control returns to the event
+ * loop; a refill that a later change overtakes is dropped unseen.
  */
 class VETREL_EXPORT StreamSelectorModel : public QStandardItemModel
 {
@@ -23,16 +28,15 @@ public:
     };
 
     explicit StreamSelectorModel(QObject *parent = nullptr);
+    ~StreamSelectorModel() override;
 
 public slots:
-    /// Throws Exception("Incorrect type conversion.") on a wrongly typed id
-    /// column, keeping the rows read so far.
+    /// Refills at once. Throws Exception("Incorrect type conversion.") on a
+    /// wrongly typed id column, after the rows read before it are shown.
     void populate();
 
 private:
-    /// populate() for the streams directory's notices, which come through the
-    /// event loop: a failure is a warning there.
-    void refill();
+    std::unique_ptr<StreamSelectorModelPrivate> const d;
 };
 
 #endif

@@ -1,0 +1,168 @@
+// Refills after new sessions and stream changes run on a worker thread while
+// a feed thread writes the tables; run by the ThreadSanitizer stage too.
+
+#include <vetrel/securityselectorbox.h>
+#include <vetrel/securityselectormodel.h>
+#include <vetrel/streamselectorbox.h>
+#include <vetrel/streamselectormodel.h>
+
+#include <host/core.h>
+#include <host/database.h>
+#include <host/decoder.h>
+#include <host/marketgenerator.h>
+#include <host/table.h>
+
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+class TestSelectorRefills : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void overtakenRefillsAreDropped();
+    void refillsBesideAFeedThread();
+
+private:
+    Table *table(const char *name) const { return m_core->database()->table(QLatin1String(name)); }
+
+    std::unique_ptr<Core> m_core;
+    Decoder *m_decoder = nullptr;
+};
+
+namespace
+{
+
+QStringList shown(const QAbstractItemModel &model)
+{
+    QStringList texts;
+    for (int row = 0; row < model.rowCount(); ++row)
+        texts.append(model.index(row, 0).data().toString());
+    return texts;
+}
+
+// What a model filled at once from the tables as they are now shows.
+template<typename Model>
+QStringList filledNow()
+{
+    Model model;
+    model.populate();
+    return shown(model);
+}
+
+}
+
+void TestSelectorRefills::init()
+{
+    m_core.reset(new Core);
+    MarketGenerator::Options options;
+    options.securities = 3000;
+    options.streams = 200;
+    options.openShare = 0.5;
+    MarketGenerator::fill(m_core->database(), options);
+    m_decoder = new Decoder(m_core.get());
+    m_core->addPlugin(m_decoder);
+}
+
+void TestSelectorRefills::cleanup()
+{
+    m_core.reset();
+}
+
+void TestSelectorRefills::overtakenRefillsAreDropped()
+{
+    SecuritySelectorModel model;
+    model.populate();
+    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+    Table *sessions = table("sessions");
+
+    // Announcements in a burst: only the last one's rows are ever shown.
+    for (int stock = 1; stock <= 8; ++stock) {
+        sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "O" } });
+        m_decoder->announceNewSessions();
+    }
+    QCOMPARE(resets.count(), 0);
+    QTRY_COMPARE(resets.count(), 1);
+    QTest::qWait(50);
+    QCOMPARE(resets.count(), 1);
+    QCOMPARE(model.rowCount(), 3000);
+    QCOMPARE(shown(model), filledNow<SecuritySelectorModel>());
+
+    // A fill at once overtakes a refill that has not been shown yet.
+    for (int stock = 1; stock <= 8; ++stock)
+        sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "C" } });
+    m_decoder->announceNewSessions();
+    model.populate();
+    QCOMPARE(resets.count(), 2);
+    const QStringList afterFill = shown(model);
+    QTest::qWait(50);
+    QCOMPARE(resets.count(), 2);
+    QCOMPARE(shown(model), afterFill);
+}
+
+void TestSelectorRefills::refillsBesideAFeedThread()
+{
+    SecuritySelectorBox securities;
+    StreamSelectorBox streams;
+    // A security of a stock whose sessions the feed leaves alone.
+    int row = securities.count() / 2;
+    while (
+        securities.itemData(row, SecuritySelectorModel::StockCodeRole).toString() == QLatin1String("STOCK2"))
+        ++row;
+    const QString security = securities.itemText(row);
+    securities.setSecurityName(security);
+    const qlonglong securityId = securities.getSecurityId();
+    QVERIFY(securityId != 0);
+    streams.lineEdit()->setText(streams.itemText(3));
+    const qulonglong streamId = streams.getStreamId();
+    QVERIFY(streamId != 0);
+    QSignalSpy securityIds(&securities, &SecuritySelectorBox::securityIdChanged);
+    QSignalSpy streamNotices(&streams, &StreamSelectorBox::changed);
+
+    // The feed opens and closes sessions of stock 2 and adds and drops
+    // streams, never touching the chosen security's session or stream.
+    Table *sessions = table("sessions");
+    Table *streamTable = table("rfs_streams");
+    std::atomic<bool> stop(false);
+    std::thread feed([&] {
+        for (int round = 0; !stop; ++round) {
+            sessions->update({ { "stock_id", 2 }, { "sess_id", 201 }, { "status", round % 2 ? "O" : "C" } });
+            streamTable->insert({ { "stream_id", 100000 + round % 50 }, { "sec_id", 1 },
+                { "sec_code", "FEED" }, { "quantity", "1" } });
+            streamTable->remove({ { "stream_id", 100000 + (round + 25) % 50 } });
+        }
+    });
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 1500) {
+        m_decoder->announceNewSessions();
+        QTest::qWait(5);
+    }
+    stop = true;
+    feed.join();
+    m_decoder->announceNewSessions();
+    auto *securityModel = securities.findChild<SecuritySelectorModel *>();
+    QVERIFY(QTest::qWaitFor([&] { return shown(*securityModel) == filledNow<SecuritySelectorModel>(); }));
+    auto *streamModel = streams.findChild<StreamSelectorModel *>();
+    QVERIFY(QTest::qWaitFor([&] { return shown(*streamModel) == filledNow<StreamSelectorModel>(); }));
+
+    // The choices never left the lists: they stayed chosen throughout, and
+    // the security box said nothing.
+    QCOMPARE(securities.currentText(), security);
+    QCOMPARE(securities.getSecurityId(), securityId);
+    QCOMPARE(securityIds.count(), 0);
+    QCOMPARE(streams.getStreamId(), streamId);
+    for (const QList<QVariant> &notice : streamNotices)
+        QCOMPARE(notice.at(0).toULongLong(), streamId);
+}
+
+QTEST_MAIN(TestSelectorRefills)
+#include "tst_selectorrefills.moc"
