@@ -26,6 +26,7 @@
 #include <QCompleter>
 #include <QElapsedTimer>
 #include <QLineEdit>
+#include <QSignalSpy>
 #include <QStringListModel>
 #include <QTest>
 
@@ -129,13 +130,17 @@ void BM_Refill_Floor_WalkAndSort(benchmark::State &state)
     }
 }
 
-// aNewSessions(): the session filter rebuilt and the list refilled.
+// aNewSessions(): the session filter rebuilt and the list refilled, on a
+// worker thread, until the new rows are shown.
 void BM_Refill_SecuritySelectorModel(benchmark::State &state)
 {
     SecuritySelectorModel model;
     model.populate();
-    for (auto _ : state)
+    QSignalSpy shown(&model, &QAbstractItemModel::modelReset);
+    for (auto _ : state) {
         market().decoder->announceNewSessions();
+        shown.wait(60000);
+    }
     state.counters["rows"] = double(model.rowCount());
 }
 
