@@ -1,9 +1,8 @@
 // bench_fills: QT_QPA_PLATFORM=offscreen build/bench/selectors/bench_fills [rows...]
 // Filling and refilling the selector models at market scale, each figure as a
 // ratio to walking the table and reading the same fields in the same run;
-// the longest the GUI thread is held while a refill after new sessions runs;
-// and the heap that a security model with its filtered model takes beside
-// the bytes of the names it shows. Without arguments: 100,000 and 1,000,000 rows.
+// and the longest the GUI thread is held while a refill after new sessions
+// runs. Without arguments: 100,000 and 1,000,000 rows.
 
 #include <vetrel/boardselectormodel.h>
 #include <vetrel/securityselectorbox.h>
@@ -24,8 +23,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSignalSpy>
-
-#include <malloc.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -84,11 +81,6 @@ void line(const char *what, double ms, double floorMs)
     std::printf("  %-52s %9.1f ms  %5.2fx the walk\n", what, ms, ms / floorMs);
 }
 
-size_t heapBytes()
-{
-    return mallinfo2().uordblks;
-}
-
 void stocksAndBoards(int rows)
 {
     Core core;
@@ -137,10 +129,8 @@ void securities(int rows)
     line("walk securities: the six fields the list reads", floor, floor);
 
     // The model with its filtered model, in a box as a form shows it.
-    const size_t heapBefore = heapBytes();
     SecuritySelectorBox box;
     auto *model = box.findChild<SecuritySelectorModel *>();
-    const size_t heapAfter = heapBytes();
     line("SecuritySelectorModel::populate(), in a box", medianMs(runs, [&] { model->populate(); }), floor);
 
     // A refill after new sessions: how long the announcement takes, how long
@@ -173,12 +163,6 @@ void securities(int rows)
     std::printf("  %-52s %9.1f ms  (frame: 16 ms)\n", "  longest the GUI thread was held",
         *std::max_element(held.begin(), held.end()));
 
-    qint64 textBytes = 0;
-    for (int row = 0; row < model->rowCount(); ++row)
-        textBytes += model->index(row, 0).data().toString().size() * qint64(sizeof(QChar));
-    std::printf("  %-52s %9.1f MiB  %5.2fx the %.1f MiB of names shown\n",
-        "heap of model + filtered model + box", double(heapAfter - heapBefore) / (1 << 20),
-        double(heapAfter - heapBefore) / double(textBytes), double(textBytes) / (1 << 20));
 }
 
 }

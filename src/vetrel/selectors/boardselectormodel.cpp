@@ -70,7 +70,10 @@ void BoardSelectorModel::populate()
             row.stockCode = StockDirectory::codeById(row.stockId);
             return row;
         },
-        [](const Data &row) { return SelectorData::PrefixKey().add(row.stockId).add(row.boardCode).value(); },
+        [](const Data &row) -> const QString & { return row.boardCode; },
+        [](const Data &row, int shared) {
+            return SelectorData::PrefixKey().add(row.stockId).add(row.boardCode, shared).value();
+        },
         [](const Data &a, const Data &b) {
             return a.stockId != b.stockId ? a.stockId < b.stockId : a.boardCode < b.boardCode;
         },

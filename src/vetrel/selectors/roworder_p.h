@@ -32,10 +32,11 @@ public:
         return *this;
     }
     PrefixKey &add(int value) { return add(quint32(value) ^ 0x80000000u, 32); }
-    /// Adds code units of the text (as QString orders them) while bits remain.
-    PrefixKey &add(const QString &text)
+    /// Adds code units of the text (as QString orders them) from `from` on,
+    /// while bits remain. Skip only units that every text being ordered shares.
+    PrefixKey &add(const QString &text, int from = 0)
     {
-        for (int i = 0; m_free > 0; ++i) {
+        for (int i = from; m_free > 0; ++i) {
             const quint64 unit = i < text.size() ? text.at(i).unicode() : 0;
             const int bits = std::min(16, m_free);
             add(unit >> (16 - bits), bits);
@@ -48,6 +49,26 @@ private:
     quint64 m_value = 0;
     int m_free = 64;
 };
+
+/// How many code units at their start all `count` texts share: ordering
+/// keys skip them, or texts such as "STOCK1", "STOCK2" would all tie.
+template<typename TextOf>
+int sharedPrefix(int count, TextOf textOf)
+{
+    if (count <= 0)
+        return 0;
+    const QString first = textOf(0);
+    int shared = first.size();
+    for (int i = 1; i < count && shared > 0; ++i) {
+        const QString text = textOf(i);
+        const int most = std::min(shared, int(text.size()));
+        int same = 0;
+        while (same < most && text.at(same) == first.at(same))
+            ++same;
+        shared = same;
+    }
+    return shared;
+}
 
 /// The number of bits needed for values up to `max`.
 inline int bitsFor(quint64 max)

@@ -144,13 +144,15 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     std::vector<Data> &rows = snapshot.rows;
     const std::vector<int> rank = boards.ranks();
     const int rankBits = SelectorData::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
+    const int shared
+        = SelectorData::sharedPrefix(int(rows.size()), [&](int i) { return rows[size_t(i)].secName; });
     SelectorData::reorder(rows,
         SelectorData::sortedPositions(
             int(rows.size()),
             [&](int i) {
                 return SelectorData::PrefixKey()
                     .add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits)
-                    .add(rows[size_t(i)].secName)
+                    .add(rows[size_t(i)].secName, shared)
                     .value();
             },
             [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); },

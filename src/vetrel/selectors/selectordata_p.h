@@ -93,8 +93,9 @@ public:
     template<typename TextOf>
     void build(int count, TextOf textOf)
     {
+        const int shared = sharedPrefix(count, textOf);
         m_sorted = sortedPositions(
-            count, [&](int row) { return PrefixKey().add(textOf(row)).value(); },
+            count, [&](int row) { return PrefixKey().add(textOf(row), shared).value(); },
             [&](int a, int b) { return textOf(a) < textOf(b); }, Ties::EarlierFirst);
     }
 
@@ -179,20 +180,24 @@ void reorder(std::vector<Row> &rows, const std::vector<int> &positions)
 }
 
 /**
- * Reads a snapshot: the accepted records of the table, ordered by `less`
- * (`prefix` gives each row's PrefixKey), each row before the earlier-read
- * rows of equal key, and indexed by `textOf`, the text a row shows.
+ * Reads a snapshot: the accepted records of the table, ordered by `less`,
+ * each row before the earlier-read rows of equal key, and indexed by
+ * `textOf`, the text a row shows. `prefix(row, shared)` gives a row's
+ * PrefixKey, skipping the `shared` code units that every row's `sortText`
+ * starts with.
  */
-template<typename Row, typename Accept, typename Read, typename Prefix, typename Less, typename TextOf>
+template<typename Row, typename Accept, typename Read, typename SortText, typename Prefix, typename Less,
+    typename TextOf>
 Snapshot<Row> readSnapshot(
-    const Table *table, Accept accept, Read read, Prefix prefix, Less less, TextOf textOf)
+    const Table *table, Accept accept, Read read, SortText sortText, Prefix prefix, Less less, TextOf textOf)
 {
     Snapshot<Row> snapshot;
     walk(table, snapshot, accept, read);
     std::vector<Row> &rows = snapshot.rows;
+    const int shared = sharedPrefix(int(rows.size()), [&](int i) { return sortText(rows[size_t(i)]); });
     reorder(rows,
         sortedPositions(
-            int(rows.size()), [&](int i) { return prefix(rows[size_t(i)]); },
+            int(rows.size()), [&](int i) { return prefix(rows[size_t(i)], shared); },
             [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
     snapshot.texts.build(int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); });
     return snapshot;

@@ -53,7 +53,10 @@ void StockSelectorModel::populate()
             row.stockCode = SelectorData::readText(*table, record, d->stockCodeColumn);
             return row;
         },
-        [](const Data &row) { return SelectorData::PrefixKey().add(row.stockCode).value(); },
+        [](const Data &row) -> const QString & { return row.stockCode; },
+        [](const Data &row, int shared) {
+            return SelectorData::PrefixKey().add(row.stockCode, shared).value();
+        },
         [](const Data &a, const Data &b) { return a.stockCode < b.stockCode; },
         [](const Data &row) -> const QString & { return row.name; });
     d->rows.swapIn(*this, snapshot);
