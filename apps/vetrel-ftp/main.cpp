@@ -1,6 +1,8 @@
 // vetrel-ftp: a command-line FTP client built on nsFTP::CFTPClient, for
 // scripted transfers and for trying the library against real servers.
 
+#include "interruptiblesocket.h"
+#include "netrc.h"
 #include "sessionobserver.h"
 
 #include <vetrel/FtpClient/FTPFileStatus.h>
@@ -8,8 +10,11 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
 
+#include <fcntl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -48,9 +53,14 @@ const char* const Description =
     "                       server; the data does not pass through this machine\n"
     "\n"
     "Paths are taken relative to --start-dir. Transfers are binary and passive\n"
-    "unless --ascii or --active is given. On a terminal a progress bar is drawn on\n"
-    "standard error; Ctrl+C aborts a running transfer (ABOR) and keeps what was\n"
-    "downloaded for --resume.\n"
+    "unless --ascii or --active is given; passive data connections go to the\n"
+    "server's own address unless --use-pasv-address is given. A failed get leaves\n"
+    "the local file as it was; with --resume it keeps what arrived. On a terminal\n"
+    "a progress bar is drawn on standard error; Ctrl+C ends any wait at once.\n"
+    "\n"
+    "The password is taken from --password, else from the environment variable\n"
+    "VETREL_FTP_PASSWORD (VETREL_FTP_TO_PASSWORD for --to-host), else with --netrc\n"
+    "from ~/.netrc, else asked for without echo when --user is given on a terminal.\n"
     "\n"
     "Exit status: 0 on success; 1 when the server or the connection failed, with\n"
     "one line on standard error saying why; 2 for a wrong command line.";
@@ -62,7 +72,11 @@ struct Options
     QCommandLineOption host{{"H", "host"}, "The server to log on to (required).", "host"};
     QCommandLineOption port{{"p", "port"}, "The server's port.", "port", "21"};
     QCommandLineOption user{{"u", "user"}, "The user name.", "name", "anonymous"};
-    QCommandLineOption password{{"P", "password"}, "The password.", "password"};
+    QCommandLineOption password{{"P", "password"},
+                                "The password. Every user of the machine can read a command line: prefer "
+                                "VETREL_FTP_PASSWORD, --netrc or the prompt.",
+                                "password"};
+    QCommandLineOption netrc{"netrc", "Take the user and password for the server from ~/.netrc."};
     QCommandLineOption account{"account", "The account, for servers that ask for one (ACCT).", "account"};
     QCommandLineOption firewallType{"firewall-type",
                                     "How to log on through a firewall: NO_FIREWALL, SITE_HOSTNAME, USER_AFTER_LOGON, "
@@ -74,9 +88,9 @@ struct Options
     QCommandLineOption firewallUser{"firewall-user", "The user name at the firewall.", "name"};
     QCommandLineOption firewallPassword{"firewall-password", "The password at the firewall.", "password"};
     QCommandLineOption active{"active", "Active data connections (PORT) instead of passive ones (PASV)."};
-    QCommandLineOption passiveToPeer{"passive-to-peer",
-                                     "Connect passive data connections to the server's own address, whatever "
-                                     "address its PASV reply names."};
+    QCommandLineOption usePasvAddress{"use-pasv-address",
+                                      "Connect passive data connections to the address the PASV reply names "
+                                      "rather than to the server's own address."};
     QCommandLineOption ascii{"ascii", "Transfer files as text (TYPE A) instead of binary (TYPE I)."};
     QCommandLineOption resume{"resume", "get and put: continue a broken transfer."};
     QCommandLineOption unique{"unique", "put: store under a new name that the server chooses (STOU)."};
@@ -85,8 +99,8 @@ struct Options
     QCommandLineOption timeout{"timeout", "Seconds to wait for the server at any one point.", "seconds", "30"};
     QCommandLineOption toHost{"to-host", "copy: the target server.", "host"};
     QCommandLineOption toPort{"to-port", "copy: the target server's port.", "port", "21"};
-    QCommandLineOption toUser{"to-user", "copy: the user name on the target server.", "name", "anonymous"};
     QCommandLineOption toPassword{"to-password", "copy: the password on the target server.", "password"};
+    QCommandLineOption toUser{"to-user", "copy: the user name on the target server.", "name", "anonymous"};
     QCommandLineOption tls { "tls",
         "Secure the session with TLS (AUTH TLS, protected data connections); a server "
         "without TLS is refused." };
@@ -102,6 +116,7 @@ Options::Options() = default;
 struct UsageException
 {
     QString message;
+    int exitCode = UsageError;
 };
 
 tstring str(const QString& text)
@@ -139,12 +154,81 @@ CFirewallType firewallTypeValue(const QString& text)
     throw UsageException{"--firewall-type: unknown type: " + text};
 }
 
+/// Asks on the terminal without echo; empty when there is no terminal to ask on.
+QString promptPassword(const QString& user, const QString& host)
+{
+    if (!::isatty(STDIN_FILENO))
+        return QString();
+    const int tty = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios saved{};
+    if (tty < 0 || ::tcgetattr(tty, &saved) != 0) {
+        if (tty >= 0)
+            ::close(tty);
+        return QString();
+    }
+    const QByteArray prompt = QStringLiteral("Password for %1@%2: ").arg(user, host).toLocal8Bit();
+    termios silent = saved;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    ::tcsetattr(tty, TCSAFLUSH, &silent);
+    QByteArray line;
+    if (::write(tty, prompt.constData(), static_cast<size_t>(prompt.size())) == prompt.size()) {
+        char c = 0;
+        // Ctrl+C ends the read; the program then stops at its first wait.
+        while (::read(tty, &c, 1) == 1 && c != '\n')
+            line += c;
+    }
+    ::tcsetattr(tty, TCSAFLUSH, &saved);
+    if (::write(tty, "\n", 1) != 1)
+        line.clear();
+    ::close(tty);
+    return QString::fromLocal8Bit(line);
+}
+
+/// The options that name one server and who logs on to it.
+struct ServerOptions
+{
+    const QCommandLineOption& host;
+    const QCommandLineOption& port;
+    const QCommandLineOption& user;
+    const QCommandLineOption& password;
+    const char* passwordVariable;
+};
+
+/// Host, port, user, password and account, each from the first source that has it.
+CLogonInfo credentials(const QCommandLineParser& parser, const Options& o, const ServerOptions& server,
+                       const QString& account)
+{
+    const QString host = parser.value(server.host);
+    NetrcEntry netrc;
+    QString error;
+    if (parser.isSet(o.netrc) && !readNetrc(QDir::homePath() + QStringLiteral("/.netrc"), host, netrc, error))
+        throw UsageException{"--netrc: " + error, Failure};
+    const bool userGiven = parser.isSet(server.user);
+    // An entry for another login than the one asked for has nothing to say.
+    const bool netrcApplies
+        = netrc.found && (!userGiven || netrc.login.isEmpty() || netrc.login == parser.value(server.user));
+    const QString user = !userGiven && netrcApplies && !netrc.login.isEmpty() ? netrc.login : parser.value(server.user);
+
+    QString password;
+    QString netrcAccount;
+    if (parser.isSet(server.password))
+        password = parser.value(server.password);
+    else if (qEnvironmentVariableIsSet(server.passwordVariable))
+        password = qEnvironmentVariable(server.passwordVariable);
+    else if (netrcApplies && !netrc.password.isEmpty())
+        password = netrc.password, netrcAccount = netrc.account;
+    else if (userGiven)
+        password = promptPassword(user, host);
+    return CLogonInfo(str(host), portValue(parser, server.port), str(user), str(password),
+                      str(account.isEmpty() ? netrcAccount : account));
+}
+
 CLogonInfo logonInfo(const QCommandLineParser& parser, const Options& o)
 {
     if (!parser.isSet(o.host))
         throw UsageException{QStringLiteral("--host is required")};
-    CLogonInfo info(str(parser.value(o.host)), portValue(parser, o.port), str(parser.value(o.user)),
-                    str(parser.value(o.password)), str(parser.value(o.account)));
+    CLogonInfo info = credentials(parser, o, {o.host, o.port, o.user, o.password, "VETREL_FTP_PASSWORD"},
+                                  parser.value(o.account));
     const CFirewallType type = firewallTypeValue(parser.value(o.firewallType));
     if (type != CFirewallType::ftNone) {
         if (!parser.isSet(o.firewallHost))
@@ -211,6 +295,8 @@ private:
     const QStringList m_args;
     std::unique_ptr<CFTPClient> m_client;
     std::unique_ptr<SessionObserver> m_observer;
+    /// Says why the command failed when the session's own observer cannot.
+    QString m_failure;
 };
 
 std::unique_ptr<CFTPClient> Session::makeClient() const
@@ -221,9 +307,10 @@ std::unique_ptr<CFTPClient> Session::makeClient() const
         throw UsageException{"--timeout: not a number of seconds: " + m_parser.value(m_o.timeout)};
     if (m_parser.value(m_o.startDir).isEmpty())
         throw UsageException{QStringLiteral("--start-dir must not be empty")};
-    auto client = std::make_unique<CFTPClient>(nsSocket::CreateDefaultBlockingSocketInstance(), timeout, 256 * 1024, 0,
-                                               str(m_parser.value(m_o.startDir)));
-    client->SetPassiveAddressFromControlPeer(m_parser.isSet(m_o.passiveToPeer));
+    auto client = std::make_unique<CFTPClient>(std::make_shared<InterruptibleSocket>(static_cast<int>(timeout)),
+                                               timeout, 256 * 1024, 0, str(m_parser.value(m_o.startDir)));
+    // A hostile server's PASV reply could otherwise send the data connection to any host.
+    client->SetPassiveAddressFromControlPeer(!m_parser.isSet(m_o.usePasvAddress));
     client->SetResumeMode(m_parser.isSet(m_o.resume));
     if (m_parser.isSet(m_o.tls)) {
         nsSocket::CTlsSettings tls;
@@ -275,14 +362,15 @@ int Session::run()
         throw UsageException{QStringLiteral("--unique goes with put only")};
     if (m_args.first() == "copy" && !m_parser.isSet(m_o.toHost))
         throw UsageException{QStringLiteral("copy needs --to-host")};
+    InterruptibleSocket::installInterruptHandler();
     const CLogonInfo info = logonInfo(m_parser, m_o);
 
     const bool progress = !m_parser.isSet(m_o.quiet) && ::isatty(STDERR_FILENO);
     m_observer = std::make_unique<SessionObserver>(*m_client, m_parser.isSet(m_o.verbose), progress);
-    SessionObserver::installInterruptHandler();
     if (!m_client->Login(info)) {
+        const QString reason = InterruptibleSocket::interrupted() ? QStringLiteral("interrupted") : m_observer->failureReason();
         std::fprintf(stderr, "vetrel-ftp: cannot log on to %s: %s\n", info.Hostname().c_str(),
-                     m_observer->failureReason().toLocal8Bit().constData());
+                     reason.toLocal8Bit().constData());
         return Failure;
     }
     const bool ok = command->second.second();
@@ -290,7 +378,9 @@ int Session::run()
         m_client->Logout();
         return Success;
     }
-    const QString reason = SessionObserver::interrupted() ? QStringLiteral("interrupted") : m_observer->failureReason();
+    const QString reason = InterruptibleSocket::interrupted() ? QStringLiteral("interrupted")
+                           : m_failure.isEmpty()              ? m_observer->failureReason()
+                                                              : m_failure;
     std::fprintf(stderr, "vetrel-ftp: %s failed: %s\n", qPrintable(m_args.first()), reason.toLocal8Bit().constData());
     return Failure;
 }
@@ -371,8 +461,15 @@ bool Session::mdtm()
 
 bool Session::copy()
 {
-    const CLogonInfo targetInfo(str(m_parser.value(m_o.toHost)), portValue(m_parser, m_o.toPort),
-                                str(m_parser.value(m_o.toUser)), str(m_parser.value(m_o.toPassword)));
+    const CLogonInfo targetInfo
+        = credentials(m_parser, m_o, {m_o.toHost, m_o.toPort, m_o.toUser, m_o.toPassword, "VETREL_FTP_TO_PASSWORD"},
+                      QString());
+    // A source the server refuses must not cost the target its file: STOR
+    // would create or empty it before the source has said no.
+    tstring modified;
+    if (m_client->FileModificationTime(str(arg(1)), modified) == 1 && m_observer->lastReply().startsWith(QLatin1String("55")))
+        return false;
+
     std::unique_ptr<CFTPClient> target = makeClient();
     SessionObserver targetObserver(*target, m_parser.isSet(m_o.verbose), false);
     if (!target->Login(targetInfo)) {
@@ -381,9 +478,10 @@ bool Session::copy()
         return false;
     }
     const bool copied = m_client->DownloadFile(str(arg(1)), *target, str(arg(2)), representation(), passive());
-    if (!copied)
-        std::fprintf(stderr, "vetrel-ftp: target %s said: %s\n", targetInfo.Hostname().c_str(),
-                     targetObserver.failureReason().toLocal8Bit().constData());
+    // The source's own refusal explains a failure best; the target's only when it failed itself.
+    if (!copied && targetObserver.failed())
+        m_failure = QStringLiteral("target %1 said: %2")
+                        .arg(QString::fromStdString(targetInfo.Hostname()), targetObserver.failureReason());
     target->Logout();
     return copied;
 }
@@ -401,13 +499,20 @@ int main(int argc, char* argv[])
     const QCommandLineOption helpOption = parser.addHelpOption();
     parser.addVersionOption();
     const Options options;
-    for (const QCommandLineOption *option : { &options.host, &options.port, &options.user, &options.password,
-             &options.account, &options.firewallType, &options.firewallHost, &options.firewallPort,
-             &options.firewallUser, &options.firewallPassword, &options.active, &options.passiveToPeer,
-             &options.ascii, &options.resume, &options.unique, &options.parsed, &options.startDir,
-             &options.timeout, &options.toHost, &options.toPort, &options.toUser, &options.toPassword,
-             &options.tls, &options.insecure, &options.caCert, &options.verbose, &options.quiet })
-        parser.addOption(*option);
+    for (const QCommandLineOption* option :
+         {&options.host, &options.port, &options.user, &options.password, &options.netrc, &options.account,
+          &options.firewallType, &options.firewallHost, &options.firewallPort, &options.firewallUser,
+          &options.firewallPassword, &options.active, &options.usePasvAddress, &options.ascii, &options.resume,
+          &options.unique, &options.parsed, &options.startDir, &options.timeout, &options.toHost, &options.toPort,
+          &options.toUser, &options.toPassword, &options.tls, &options.insecure, &options.caCert, &options.verbose,
+          &options.quiet}) {
+        // The parser finds options by name, so the shown copy may say more.
+        QCommandLineOption shown = *option;
+        if (!option->defaultValues().isEmpty())
+            shown.setDescription(option->description() + QStringLiteral(" Default: ")
+                                 + option->defaultValues().join(QLatin1Char(',')) + QLatin1Char('.'));
+        parser.addOption(shown);
+    }
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("One of the commands above."),
                                  QStringLiteral("command [arguments...]"));
 
@@ -425,6 +530,6 @@ int main(int argc, char* argv[])
         return session.run();
     } catch (const UsageException& e) {
         std::fprintf(stderr, "vetrel-ftp: %s\n", qPrintable(e.message));
-        return UsageError;
+        return e.exitCode;
     }
 }

@@ -1,16 +1,41 @@
 #include "sessionobserver.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 
 using nsFTP::tstring;
-
-volatile std::sig_atomic_t SessionObserver::s_interrupted = 0;
 
 namespace
 {
 
 const int BarWidth = 30;
 const qint64 RedrawIntervalMs = 100;
+
+/// A socket failure ("Connect error 0x0000006f") in words; the library's own messages stay as they are.
+QString inWords(const QString& message)
+{
+    static const QRegularExpression socketError(QStringLiteral("^(.+) error(?: 0x([0-9a-f]{8}))?$"));
+    const QRegularExpressionMatch match = socketError.match(message);
+    if (!match.hasMatch())
+        return message;
+    const QString call = match.captured(1);
+    const int error = static_cast<int>(match.captured(2).toUInt(nullptr, 16));
+    if (call == QLatin1String("Interrupted"))
+        return QStringLiteral("interrupted");
+    if (call == QLatin1String("GetHostByName"))
+        return QStringLiteral("host not found");
+    if (call.endsWith(QLatin1String("timeout")) || error == ETIMEDOUT)
+        return QStringLiteral("timed out");
+    if (error == ECONNREFUSED)
+        return QStringLiteral("connection refused");
+    if (error == 0)
+        return message;
+    const QString text = qt_error_string(error);
+    return text.left(1).toLower() + text.mid(1);
+}
 
 QString mebibytes(long bytes)
 {
@@ -20,7 +45,7 @@ QString mebibytes(long bytes)
 }
 
 SessionObserver::SessionObserver(nsFTP::CFTPClient& client, bool verbose, bool progress)
-    : m_client(client), m_verbose(verbose), m_progress(progress)
+    : m_verbose(verbose), m_progress(progress)
 {
     client.AttachObserver(this);
 }
@@ -34,19 +59,16 @@ QString SessionObserver::failureReason() const
     return QStringLiteral("no reply from the server");
 }
 
-void SessionObserver::installInterruptHandler()
+bool SessionObserver::failed() const
 {
-    std::signal(SIGINT, &SessionObserver::onInterrupt);
-}
-
-void SessionObserver::onInterrupt(int)
-{
-    s_interrupted = 1;
+    return !m_lastError.isEmpty() || m_lastReply.startsWith(QLatin1Char('4')) || m_lastReply.startsWith(QLatin1Char('5'));
 }
 
 void SessionObserver::OnInternalError(const tstring& strErrorMsg, const tstring&, unsigned int)
 {
-    m_lastError = QString::fromStdString(strErrorMsg);
+    const QString raw = QString::fromStdString(strErrorMsg);
+    const QString words = inWords(raw);
+    m_lastError = m_verbose && words != raw ? QStringLiteral("%1 (%2)").arg(words, raw) : words;
     if (m_verbose)
         std::fprintf(stderr, "!! %s\n", strErrorMsg.c_str());
 }
@@ -66,8 +88,10 @@ void SessionObserver::OnResponse(const nsFTP::CFTPClient::CReply& reply)
     m_lastReply = QString::fromStdString(reply.Value());
     if (reply.Code().IsPositivePreliminaryReply())
         m_lastPreliminaryReply = m_lastReply;
-    if (m_verbose)
-        std::fprintf(stderr, "<- %s\n", reply.Value().c_str());
+    if (!m_verbose)
+        return;
+    for (const QString& line : m_lastReply.split(QStringLiteral("\r\n")))
+        std::fprintf(stderr, "<- %s\n", line.toLocal8Bit().constData());
 }
 
 void SessionObserver::OnBytesReceived(const std::vector<char>&, long lReceivedBytes)
@@ -111,8 +135,6 @@ void SessionObserver::beginTransfer(long total)
 void SessionObserver::advance(long bytes)
 {
     m_done += bytes;
-    if (s_interrupted)
-        m_client.Abort();
     if (m_progress && (m_lastDrawn < 0 || m_started.elapsed() - m_lastDrawn >= RedrawIntervalMs))
         drawProgress();
 }

@@ -6,14 +6,13 @@
 #include <QElapsedTimer>
 #include <QString>
 
-#include <csignal>
-#include <cstdio>
 
 /**
  * Watches one client for the command-line program: keeps the last error and
  * the last reply for the one-line failure message, echoes the dialogue with
- * --verbose (passwords masked), draws the progress bar when asked to, and
- * turns an interrupt (Ctrl+C) into an orderly abort of the running transfer.
+ * --verbose (passwords masked) and draws the progress bar when asked to.
+ * Socket failures are said in words ("connection refused"); --verbose adds
+ * the raw code.
  */
 class SessionObserver : public nsFTP::CFTPClient::CNotification
 {
@@ -26,8 +25,8 @@ public:
     QString lastReply() const { return m_lastReply; }
     /// The last 1xx reply: the one that opened the last transfer.
     QString lastPreliminaryReply() const { return m_lastPreliminaryReply; }
-    static bool interrupted() { return s_interrupted != 0; }
-    static void installInterruptHandler();
+    /// True when the last command failed: an error of the client or a 4xx/5xx reply.
+    bool failed() const;
 
     void OnInternalError(const nsFTP::tstring& strErrorMsg, const nsFTP::tstring& strFileName,
                          unsigned int iLineNr) override;
@@ -45,14 +44,12 @@ public:
                         long lFileSize) override;
 
 private:
-    static void onInterrupt(int);
 
     void beginTransfer(long total);
     void advance(long bytes);
     void endTransfer();
     void drawProgress();
 
-    nsFTP::CFTPClient& m_client;
     const bool m_verbose;
     const bool m_progress;
     QString m_lastError;
@@ -62,8 +59,6 @@ private:
     long m_done = 0;
     QElapsedTimer m_started;
     qint64 m_lastDrawn = -1;
-
-    static volatile std::sig_atomic_t s_interrupted;
 };
 
 #endif

@@ -165,6 +165,16 @@ unsigned short CSockAddr::Port() const
 
 IBlockingSocket::~IBlockingSocket() = default;
 
+bool IBlockingSocket::WaitForReadability(int nSecs) const
+{
+    const SOCKET handle = *this;
+    VETREL_FTP_ASSERT(handle != InvalidSocket);
+    const int result = Wait(static_cast<int>(handle), WaitFor::Reading, nSecs);
+    if (result < 0)
+        throw CBlockingSocketException("Socket Error");
+    return result > 0;
+}
+
 CBlockingSocket::~CBlockingSocket()
 {
     Cleanup();

@@ -102,6 +102,12 @@ public:
     virtual bool CheckReadability() const = 0;
     virtual CSockAddr GetHostByName(const char *pchName, unsigned short ushPort = 0) = 0;
     virtual std::string GetHostByAddr(const sockaddr *psa) = 0;
+    /**
+     * Waits at most nSecs for data, the end of stream or, on a listening
+     * socket, a connection; false when the time ran out. Throws "Socket Error"
+     * when the wait itself fails.
+     */
+    virtual bool WaitForReadability(int nSecs) const;
 };
 
 /** A blocking IPv4 socket over one POSIX descriptor. */

@@ -6,14 +6,17 @@
 #include "FTPMlsdParse.h"
 #include "FTPTransferTargets.h"
 
-#include <arpa/inet.h>
-#include <poll.h>
+#include <QFileInfo>
+
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <deque>
+#include <mutex>
 
 using nsSocket::CBlockingSocketException;
 using nsSocket::CSockAddr;
@@ -58,6 +61,23 @@ public:
 
 private:
     std::atomic<bool>& m_fFlag;
+};
+
+/// Raises a wait for the life of one step and restores it, whichever way the step ends.
+class CReplyTimeout
+{
+public:
+    CReplyTimeout(unsigned int& uiTimeout, unsigned int uiRaised) : m_uiTimeout(uiTimeout), m_uiSaved(uiTimeout)
+    {
+        m_uiTimeout = uiRaised;
+    }
+    ~CReplyTimeout() { m_uiTimeout = m_uiSaved; }
+    CReplyTimeout(const CReplyTimeout&) = delete;
+    CReplyTimeout& operator=(const CReplyTimeout&) = delete;
+
+private:
+    unsigned int& m_uiTimeout;
+    const unsigned int m_uiSaved;
 };
 
 tstring DecimalPrefix(const tstring& strText)
@@ -161,58 +181,299 @@ bool CFTPClient::CReply::Set(const tstring& strResponse)
 }
 
 // ---------------------------------------------------------------------------
-// Construction, observers, settings
+// The client's state and the steps its operations are made of
 
-CFTPClient::CFTPClient(std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout,
-    unsigned int uiBufferSize, unsigned int uiResponseWait, const tstring &strRemoteStartDirectory)
-    : mc_uiTimeout(uiTimeout)
+class CFTPClient::CPimpl
+{
+public:
+    CPimpl(CFTPClient& client, std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout,
+           unsigned int uiBufferSize, unsigned int uiResponseWait, const tstring& strRemoteStartDirectory);
+
+    /**
+     * Held by every operation for as long as it runs, so that Abort() on
+     * another thread can tell that the control connection is in use. The
+     * outermost operation starts with no abort pending: a request that came
+     * while nothing was transferring must not stop a later transfer.
+     */
+    class COperation
+    {
+    public:
+        explicit COperation(CPimpl& d) : m_d(d), m_lock(d.m_mxOperation)
+        {
+            if (m_d.m_iOperationDepth++ == 0)
+                m_d.m_fAbortTransfer = false;
+        }
+        ~COperation() { --m_d.m_iOperationDepth; }
+        COperation(const COperation&) = delete;
+        COperation& operator=(const COperation&) = delete;
+
+    private:
+        CPimpl& m_d;
+        std::lock_guard<std::recursive_mutex> m_lock;
+    };
+
+    template <typename TMethod, typename... TArgs>
+    void Notify(TMethod pMethod, const TArgs&... args) const;
+    void ReportError(const tstring& strErrorMsg, unsigned int uiLine) const;
+    void ReportSocketError(const CBlockingSocketException& blockingException, unsigned int uiLine) const;
+    bool IsSendable(const CArg& Arguments) const;
+    void DropControlConnection();
+    bool SendLogonStep(int iStepCommand, CReply& Reply);
+    bool SecureControlConnection(const tstring& strServerHost);
+    bool ProtectDataConnections();
+    bool IsMachineListingOffered();
+    bool ReceiveResponseLines();
+    bool QueueResponseLines();
+    int SimpleCommand(const CCommand& Command, const CArg& Arguments = CArg());
+
+    bool OpenActiveDataConnection(IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
+                                  const tstring& strPath, unsigned int dwByteOffset);
+    bool OpenPassiveDataConnection(IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
+                                   const tstring& strPath, unsigned int dwByteOffset);
+    bool ControlConnectionAddress(CSockAddr& adr, bool fPeer);
+    bool AcceptDataConnection(const IBlockingSocket& sckListener, IBlockingSocket& sckDataConnection);
+    bool SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath, unsigned int dwByteOffset);
+    bool CloseDataConnection(IBlockingSocket& sckDataConnection);
+    bool ReadClosingReply();
+    bool ReceiveData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection);
+    bool SendData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection);
+    void FailTransfer(const CBlockingSocketException& blockingException, IBlockingSocket& sckDataConnection);
+    void FinishAbortedTransfer(IBlockingSocket& sckDataConnection);
+    bool ReceivedAllAnnounced(long lRemoteFileSize, long lOffset, const CRepresentation& repType);
+
+    bool ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream);
+    bool ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv);
+    bool ListParsed(const CCommand& Command, const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv,
+                    IFileListParser& Parser);
+    bool CheckLocalFile(CFile& file) const;
+
+    CFTPClient& q;
+    const unsigned int mc_uiTimeout;
+    const unsigned int mc_uiResponseWait;
+    const tstring mc_strEolCharacterSequence;
+    const tstring m_strRemoteStartDirectory;
+
+    std::vector<char> m_vBuffer;
+    std::deque<tstring> m_qResponseBuffer;
+    size_t m_nQueuedBytes = 0;
+    tstring m_strPendingResponse;
+    /// The wait for a reply; longer than the idle time-out only while a copy between servers runs.
+    unsigned int m_uiReplyTimeout;
+    std::shared_ptr<CRepresentation> m_apCurrentRepresentation;
+    std::shared_ptr<IBlockingSocket> m_apSckControlConnection;
+    /// The control socket itself while TLS is enabled.
+    std::shared_ptr<nsSocket::CBlockingTlsSocket> m_apTlsControlConnection;
+    std::shared_ptr<IFileListParser> m_apFileListParser;
+    std::atomic<bool> m_fTransferInProgress{false};
+    std::atomic<bool> m_fAbortTransfer{false};
+    bool m_fResumeIfPossible = true;
+    bool m_fPassiveToControlPeer = false;
+    /// Whether the server lists with MLSD: unknown (-1) until FEAT was asked on this connection.
+    int m_iMachineListing = -1;
+    CLogonInfo m_LastLogonInfo;
+    nsHelper::CObserverPatternBase<CFTPClient, CNotification> m_Observers;
+
+    std::recursive_mutex m_mxOperation;
+    int m_iOperationDepth = 0;
+    /// Bytes moved by the last data loop.
+    long m_lTransferredBytes = 0;
+    /// The size a 1xx reply announced for the last transfer ("... (1234 bytes)"), -1 when none.
+    long m_lAnnouncedSize = -1;
+};
+
+namespace
+{
+
+/**
+ * Stands between a local file and a transfer: stops the transfer at the
+ * first read or write that fails, and in text mode turns the network's CR LF
+ * into the local line end and back.
+ */
+class CLocalFileTarget : public CFTPClient::ITransferNotification
+{
+public:
+    CLocalFileTarget(CFile& file, CFTPClient& client, bool fText) : m_File(file), m_Client(client), m_fText(fText) {}
+
+    tstring GetLocalStreamName() const override { return m_File.GetLocalStreamName(); }
+    long GetLocalStreamSize() const override { return m_File.GetLocalStreamSize(); }
+    void SetLocalStreamOffset(unsigned int uiStreamOffset) override { m_File.SetLocalStreamOffset(uiStreamOffset); }
+
+    void OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes) override
+    {
+        if (!m_fText) {
+            m_File.OnBytesReceived(vBuffer, lReceivedBytes);
+        } else {
+            m_vText.clear();
+            for (long i = 0; i < lReceivedBytes; ++i) {
+                const char c = vBuffer[static_cast<size_t>(i)];
+                if (m_fPendingCr && c != '\n')
+                    m_vText.push_back('\r');
+                m_fPendingCr = c == '\r';
+                if (!m_fPendingCr)
+                    m_vText.push_back(c);
+            }
+            m_File.OnBytesReceived(m_vText, static_cast<long>(m_vText.size()));
+        }
+        StopOnFailure();
+    }
+
+    void OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend) override
+    {
+        if (!m_fText) {
+            m_File.OnPreBytesSend(pszBuffer, bufferSize, bytesToSend);
+        } else {
+            // Every byte may grow into two.
+            m_vText.resize(std::max<size_t>(bufferSize / 2, 1));
+            size_t bytesRead = 0;
+            m_File.OnPreBytesSend(m_vText.data(), m_vText.size(), bytesRead);
+            bytesToSend = 0;
+            for (size_t i = 0; i < bytesRead; ++i) {
+                const char c = m_vText[i];
+                if (c == '\n' && m_cLast != '\r')
+                    pszBuffer[bytesToSend++] = '\r';
+                pszBuffer[bytesToSend++] = c;
+                m_cLast = c;
+            }
+        }
+        StopOnFailure();
+    }
+
+    /// A CR that ended the data is no line end; it goes to the file as it came.
+    void Finish()
+    {
+        if (m_fPendingCr)
+            m_File.OnBytesReceived(std::vector<char>(1, '\r'), 1);
+        m_fPendingCr = false;
+    }
+
+private:
+    void StopOnFailure()
+    {
+        if (!m_File.IsGood())
+            m_Client.Abort();
+    }
+
+    CFile& m_File;
+    CFTPClient& m_Client;
+    const bool m_fText;
+    std::vector<char> m_vText;
+    bool m_fPendingCr = false;
+    char m_cLast = '\0';
+};
+
+bool IsText(const CRepresentation& repType)
+{
+    return repType.Type() == CType::tyASCII || repType.Type() == CType::tyEBCDIC;
+}
+
+/// The byte count a 1xx reply names as "(1234 bytes)", or -1.
+long AnnouncedSize(const tstring& strReply)
+{
+    const size_t nEnd = strReply.rfind(" bytes)");
+    const size_t nStart = nEnd == tstring::npos ? tstring::npos : strReply.rfind('(', nEnd);
+    if (nStart == tstring::npos)
+        return -1;
+    size_t nPos = nStart + 1;
+    long lSize = 0;
+    return ReadNumber(strReply, nPos, LONG_MAX / 10, lSize) && nPos == nEnd ? lSize : -1;
+}
+
+/**
+ * How long a copy between servers waits for its final replies. No data passes
+ * through this client, so it cannot tell a long copy from a stalled one; the
+ * servers' own idle time-outs end a stalled copy with a reply.
+ */
+const unsigned int CopyReplyTimeout = 7 * 24 * 3600;
+
+}
+
+CFTPClient::CPimpl::CPimpl(CFTPClient& client, std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout,
+                           unsigned int uiBufferSize, unsigned int uiResponseWait,
+                           const tstring& strRemoteStartDirectory)
+    : q(client)
+    , mc_uiTimeout(uiTimeout)
     , mc_uiResponseWait(uiResponseWait)
     , mc_strEolCharacterSequence("\r\n")
     , m_strRemoteStartDirectory(strRemoteStartDirectory)
     // Reply lines are read into all but the last byte, so two bytes is the least that works.
     , m_vBuffer(std::max(uiBufferSize, 2u), '\0')
+    , m_uiReplyTimeout(uiTimeout)
     , m_apSckControlConnection(std::move(apSocket))
     , m_apFileListParser(std::make_shared<CFTPListParser>())
-    , m_fTransferInProgress(false)
-    , m_fAbortTransfer(false)
-    , m_fResumeIfPossible(true)
-    , m_fPassiveToControlPeer(false)
-    , m_iMachineListing(-1)
-    , m_Observers(this)
+    , m_Observers(&client)
 {
-    VETREL_FTP_ASSERT(m_apSckControlConnection.get());
-    VETREL_FTP_ASSERT(!m_strRemoteStartDirectory.empty());
+}
+
+// ---------------------------------------------------------------------------
+// Construction, observers, settings
+
+CFTPClient::CFTPClient(std::shared_ptr<IBlockingSocket> apSocket, unsigned int uiTimeout, unsigned int uiBufferSize,
+                       unsigned int uiResponseWait, const tstring& strRemoteStartDirectory)
+    : m_pimpl(new CPimpl(*this, std::move(apSocket), uiTimeout, uiBufferSize, uiResponseWait, strRemoteStartDirectory))
+{
+    VETREL_FTP_ASSERT(m_pimpl->m_apSckControlConnection.get());
+    VETREL_FTP_ASSERT(!m_pimpl->m_strRemoteStartDirectory.empty());
 }
 
 CFTPClient::~CFTPClient()
 {
-    m_Observers.UnlinkAll();
+    m_pimpl->m_Observers.UnlinkAll();
+}
+
+nsHelper::CObserverPatternBase<CFTPClient, CFTPClient::CNotification>& CFTPClient::ObserverLinks()
+{
+    return m_pimpl->m_Observers;
 }
 
 void CFTPClient::AttachObserver(CNotification* pObserver)
 {
     VETREL_FTP_ASSERT(pObserver);
-    m_Observers.Link(pObserver);
+    m_pimpl->m_Observers.Link(pObserver);
 }
 
 void CFTPClient::DetachObserver(CNotification* pObserver)
 {
     VETREL_FTP_ASSERT(pObserver);
-    m_Observers.Unlink(pObserver);
+    m_pimpl->m_Observers.Unlink(pObserver);
 }
 
 const CFTPClient::TObserverSet& CFTPClient::GetObservers() const
 {
-    return m_Observers.Partners();
+    return m_pimpl->m_Observers.Partners();
+}
+
+void CFTPClient::SetResumeMode(bool fEnable)
+{
+    m_pimpl->m_fResumeIfPossible = fEnable;
+}
+
+bool CFTPClient::IsResumeModeEnabled() const
+{
+    return m_pimpl->m_fResumeIfPossible;
+}
+
+bool CFTPClient::IsTransferringData() const
+{
+    return m_pimpl->m_fTransferInProgress;
 }
 
 void CFTPClient::SetFileListParser(const std::shared_ptr<IFileListParser>& apFileListParser)
 {
-    m_apFileListParser = apFileListParser;
+    m_pimpl->m_apFileListParser = apFileListParser;
+}
+
+void CFTPClient::SetPassiveAddressFromControlPeer(bool fEnable)
+{
+    m_pimpl->m_fPassiveToControlPeer = fEnable;
+}
+
+bool CFTPClient::IsPassiveAddressFromControlPeer() const
+{
+    return m_pimpl->m_fPassiveToControlPeer;
 }
 
 template <typename TMethod, typename... TArgs>
-void CFTPClient::Notify(TMethod pMethod, const TArgs&... args) const
+void CFTPClient::CPimpl::Notify(TMethod pMethod, const TArgs&... args) const
 {
     // An observer may detach itself or another one from inside its call.
     const TObserverSet setObservers = m_Observers.Partners();
@@ -222,17 +483,17 @@ void CFTPClient::Notify(TMethod pMethod, const TArgs&... args) const
     }
 }
 
-void CFTPClient::ReportError(const tstring& strErrorMsg, unsigned int uiLine) const
+void CFTPClient::CPimpl::ReportError(const tstring& strErrorMsg, unsigned int uiLine) const
 {
     Notify(&CNotification::OnInternalError, strErrorMsg, tstring(__FILE__), uiLine);
 }
 
-void CFTPClient::ReportSocketError(const CBlockingSocketException& blockingException, unsigned int uiLine) const
+void CFTPClient::CPimpl::ReportSocketError(const CBlockingSocketException& blockingException, unsigned int uiLine) const
 {
     ReportError(blockingException.GetErrorMessage(), uiLine);
 }
 
-bool CFTPClient::IsSendable(const CArg& Arguments)
+bool CFTPClient::CPimpl::IsSendable(const CArg& Arguments) const
 {
     for (const tstring& strArgument : Arguments) {
         if (strArgument.find_first_of("\r\n") != tstring::npos) {
@@ -248,19 +509,21 @@ bool CFTPClient::IsSendable(const CArg& Arguments)
 
 bool CFTPClient::IsConnected() const
 {
-    return static_cast<nsSocket::SOCKET>(*m_apSckControlConnection) != nsSocket::InvalidSocket;
+    return static_cast<nsSocket::SOCKET>(*m_pimpl->m_apSckControlConnection) != nsSocket::InvalidSocket;
 }
 
 bool CFTPClient::OpenControlChannel(const tstring& strServerHost, unsigned short ushServerPort)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     CloseControlChannel();
+    IBlockingSocket& sckControl = *m_pimpl->m_apSckControlConnection;
     try {
-        m_apSckControlConnection->Create(SOCK_STREAM);
-        const CSockAddr adr = m_apSckControlConnection->GetHostByName(strServerHost.c_str(), ushServerPort);
-        m_apSckControlConnection->Connect(adr);
+        sckControl.Create(SOCK_STREAM);
+        const CSockAddr adr = sckControl.GetHostByName(strServerHost.c_str(), ushServerPort);
+        sckControl.Connect(adr);
     } catch (const CBlockingSocketException& blockingException) {
-        ReportSocketError(blockingException, __LINE__);
-        m_apSckControlConnection->Cleanup();
+        m_pimpl->ReportSocketError(blockingException, __LINE__);
+        sckControl.Cleanup();
         return false;
     }
     return true;
@@ -268,28 +531,29 @@ bool CFTPClient::OpenControlChannel(const tstring& strServerHost, unsigned short
 
 void CFTPClient::CloseControlChannel()
 {
+    const CPimpl::COperation operation(*m_pimpl);
     try {
-        m_apSckControlConnection->Close();
+        m_pimpl->m_apSckControlConnection->Close();
     } catch (const CBlockingSocketException& blockingException) {
-        ReportSocketError(blockingException, __LINE__);
-        m_apSckControlConnection->Cleanup();
+        m_pimpl->ReportSocketError(blockingException, __LINE__);
     }
-    m_apCurrentRepresentation.reset();
-    m_qResponseBuffer.clear();
-    m_strPendingResponse.clear();
-    m_iMachineListing = -1;
+    m_pimpl->DropControlConnection();
 }
 
-void CFTPClient::DropControlConnection()
+void CFTPClient::CPimpl::DropControlConnection()
 {
     m_apSckControlConnection->Cleanup();
     m_qResponseBuffer.clear();
+    m_nQueuedBytes = 0;
     m_strPendingResponse.clear();
+    m_apCurrentRepresentation.reset();
+    m_iMachineListing = -1;
 }
 
 bool CFTPClient::Login(const CLogonInfo& logonInfo)
 {
-    m_LastLogonInfo = logonInfo;
+    const CPimpl::COperation operation(*m_pimpl);
+    m_pimpl->m_LastLogonInfo = logonInfo;
 
     const int iFirewallType = logonInfo.FwType().AsEnum();
     const bool fDirect = iFirewallType == CFirewallType::ftNone;
@@ -304,7 +568,7 @@ bool CFTPClient::Login(const CLogonInfo& logonInfo)
     CReply Reply;
     if (!GetResponse(Reply) || !Reply.Code().IsPositiveCompletionReply())
         return false;
-    if (m_apTlsControlConnection && !SecureControlConnection(strConnectHost))
+    if (m_pimpl->m_apTlsControlConnection && !m_pimpl->SecureControlConnection(strConnectHost))
         return false;
 
     const int* piSequence = LogonSequences[iFirewallType];
@@ -312,7 +576,7 @@ bool CFTPClient::Login(const CLogonInfo& logonInfo)
     while (iStep >= 0) {
         if (iStep >= StepsPerSequence * 3 || piSequence[iStep] > LastStepCommand)
             break;
-        if (!SendLogonStep(piSequence[iStep], Reply))
+        if (!m_pimpl->SendLogonStep(piSequence[iStep], Reply))
             return false;
         if (Reply.Code().IsPositiveCompletionReply())
             iStep = piSequence[iStep + 1];
@@ -323,15 +587,15 @@ bool CFTPClient::Login(const CLogonInfo& logonInfo)
     }
 
     if (iStep != LoggedOn) {
-        ReportError("Logon failed.", __LINE__);
+        m_pimpl->ReportError("Logon failed.", __LINE__);
         return false;
     }
-    if (m_apTlsControlConnection && !ProtectDataConnections())
+    if (m_pimpl->m_apTlsControlConnection && !m_pimpl->ProtectDataConnections())
         return false;
-    return ChangeWorkingDirectory(m_strRemoteStartDirectory) == 0;
+    return ChangeWorkingDirectory(m_pimpl->m_strRemoteStartDirectory) == 0;
 }
 
-bool CFTPClient::SendLogonStep(int iStepCommand, CReply& Reply)
+bool CFTPClient::CPimpl::SendLogonStep(int iStepCommand, CReply& Reply)
 {
     const CLogonInfo& info = m_LastLogonInfo;
     tstring strRemoteHost = info.Hostname();
@@ -339,47 +603,55 @@ bool CFTPClient::SendLogonStep(int iStepCommand, CReply& Reply)
         strRemoteHost += ":" + std::to_string(info.Hostport());
 
     switch (iStepCommand) {
-    case 0: return SendCommand(CCommand::cmdUSER, info.Username(), Reply);
-    case 1: return SendCommand(CCommand::cmdPASS, info.Password(), Reply);
-    case 2: return SendCommand(CCommand::cmdACCT, info.Account(), Reply);
-    case 3: return SendCommand(CCommand::cmdUSER, info.FwUsername(), Reply);
-    case 4: return SendCommand(CCommand::cmdPASS, info.FwPassword(), Reply);
-    case 5: return SendCommand(CCommand::cmdSITE, strRemoteHost, Reply);
-    case 6: return SendCommand(CCommand::cmdUSER, info.Username() + "@" + strRemoteHost, Reply);
-    case 7: return SendCommand(CCommand::cmdOPEN, strRemoteHost, Reply);
-    case 8: return SendCommand(CCommand::cmdUSER, info.FwUsername() + "@" + strRemoteHost, Reply);
-    case 9: return SendCommand(CCommand::cmdUSER, info.Username() + "@" + strRemoteHost + " " + info.FwUsername(), Reply);
+    case 0: return q.SendCommand(CCommand::cmdUSER, info.Username(), Reply);
+    case 1: return q.SendCommand(CCommand::cmdPASS, info.Password(), Reply);
+    case 2: return q.SendCommand(CCommand::cmdACCT, info.Account(), Reply);
+    case 3: return q.SendCommand(CCommand::cmdUSER, info.FwUsername(), Reply);
+    case 4: return q.SendCommand(CCommand::cmdPASS, info.FwPassword(), Reply);
+    case 5: return q.SendCommand(CCommand::cmdSITE, strRemoteHost, Reply);
+    case 6: return q.SendCommand(CCommand::cmdUSER, info.Username() + "@" + strRemoteHost, Reply);
+    case 7: return q.SendCommand(CCommand::cmdOPEN, strRemoteHost, Reply);
+    case 8: return q.SendCommand(CCommand::cmdUSER, info.FwUsername() + "@" + strRemoteHost, Reply);
+    case 9:
+        return q.SendCommand(CCommand::cmdUSER, info.Username() + "@" + strRemoteHost + " " + info.FwUsername(), Reply);
     case 10:
-        return SendCommand(CCommand::cmdUSER, info.Username() + "@" + info.FwUsername() + "@" + strRemoteHost, Reply);
-    default: return SendCommand(CCommand::cmdPASS, info.Password() + "@" + info.FwPassword(), Reply);
+        return q.SendCommand(CCommand::cmdUSER, info.Username() + "@" + info.FwUsername() + "@" + strRemoteHost, Reply);
+    default: return q.SendCommand(CCommand::cmdPASS, info.Password() + "@" + info.FwPassword(), Reply);
     }
 }
 
-void CFTPClient::EnableTls(const nsSocket::CTlsSettings &settings)
+void CFTPClient::EnableTls(const nsSocket::CTlsSettings& settings)
 {
-    const std::shared_ptr<IBlockingSocket> apPlain
-        = m_apTlsControlConnection ? m_apTlsControlConnection->PlainSocket() : m_apSckControlConnection;
-    m_apTlsControlConnection = std::make_shared<nsSocket::CBlockingTlsSocket>(apPlain, settings);
-    m_apSckControlConnection = m_apTlsControlConnection;
+    const CPimpl::COperation operation(*m_pimpl);
+    std::shared_ptr<nsSocket::CBlockingTlsSocket>& apTls = m_pimpl->m_apTlsControlConnection;
+    const std::shared_ptr<IBlockingSocket> apPlain = apTls ? apTls->PlainSocket() : m_pimpl->m_apSckControlConnection;
+    apTls = std::make_shared<nsSocket::CBlockingTlsSocket>(apPlain, settings);
+    m_pimpl->m_apSckControlConnection = apTls;
 }
 
-bool CFTPClient::SecureControlConnection(const tstring &strServerHost)
+bool CFTPClient::IsTlsEnabled() const
+{
+    return m_pimpl->m_apTlsControlConnection != nullptr;
+}
+
+bool CFTPClient::CPimpl::SecureControlConnection(const tstring& strServerHost)
 {
     CReply Reply;
-    if (!SendCommand(CCommand::cmdAUTH, "TLS", Reply))
+    if (!q.SendCommand(CCommand::cmdAUTH, "TLS", Reply))
         return false;
     if (Reply.Code().Value() != "234") {
         ReportError("The server refused TLS: " + Reply.Value(), __LINE__);
-        CloseControlChannel();
+        q.CloseControlChannel();
         return false;
     }
     // Whatever came in the clear behind the go-ahead could only have been
     // slipped in by someone on the way; it must not pass for the server's words.
     m_qResponseBuffer.clear();
+    m_nQueuedBytes = 0;
     m_strPendingResponse.clear();
     try {
         m_apTlsControlConnection->StartTls(strServerHost, static_cast<int>(mc_uiTimeout));
-    } catch (const CBlockingSocketException &blockingException) {
+    } catch (const CBlockingSocketException& blockingException) {
         ReportSocketError(blockingException, __LINE__);
         DropControlConnection();
         return false;
@@ -387,7 +659,7 @@ bool CFTPClient::SecureControlConnection(const tstring &strServerHost)
     return true;
 }
 
-bool CFTPClient::ProtectDataConnections()
+bool CFTPClient::CPimpl::ProtectDataConnections()
 {
     if (SimpleCommand(CCommand::cmdPBSZ, "0") == 0 && SimpleCommand(CCommand::cmdPROT, "P") == 0)
         return true;
@@ -397,6 +669,7 @@ bool CFTPClient::ProtectDataConnections()
 
 int CFTPClient::Logout()
 {
+    const CPimpl::COperation operation(*m_pimpl);
     if (!SendCommand(CCommand::cmdQUIT, CArg()))
         return -1;
     CReply Reply;
@@ -410,16 +683,18 @@ int CFTPClient::Logout()
 
 bool CFTPClient::SendCommand(const CCommand& Command, const CArg& Arguments)
 {
-    if (!IsConnected() || !IsSendable(Arguments))
+    const CPimpl::COperation operation(*m_pimpl);
+    if (!IsConnected() || !m_pimpl->IsSendable(Arguments))
         return false;
 
-    Notify(&CNotification::OnSendCommand, Command, Arguments);
-    const tstring strLine = Command.AsString(Arguments) + mc_strEolCharacterSequence;
+    m_pimpl->Notify(&CNotification::OnSendCommand, Command, Arguments);
+    const tstring strLine = Command.AsString(Arguments) + m_pimpl->mc_strEolCharacterSequence;
     try {
-        m_apSckControlConnection->Write(strLine.data(), static_cast<int>(strLine.size()), mc_uiTimeout);
+        m_pimpl->m_apSckControlConnection->Write(strLine.data(), static_cast<int>(strLine.size()),
+                                                 m_pimpl->mc_uiTimeout);
     } catch (const CBlockingSocketException& blockingException) {
-        ReportSocketError(blockingException, __LINE__);
-        DropControlConnection();
+        m_pimpl->ReportSocketError(blockingException, __LINE__);
+        m_pimpl->DropControlConnection();
         return false;
     }
     return true;
@@ -427,11 +702,13 @@ bool CFTPClient::SendCommand(const CCommand& Command, const CArg& Arguments)
 
 bool CFTPClient::SendCommand(const CCommand& Command, const CArg& Arguments, CReply& Reply)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     return SendCommand(Command, Arguments) && GetResponse(Reply);
 }
 
 bool CFTPClient::GetResponse(CReply& Reply)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     tstring strResponse;
     if (!GetSingleResponseLine(strResponse))
         return false;
@@ -443,8 +720,9 @@ bool CFTPClient::GetResponse(CReply& Reply)
             if (!GetSingleResponseLine(strLine))
                 return false;
             if (strResponse.size() + strLine.size() + 2 > MaxResponseLength) {
-                ReportError("The server's reply exceeds " + std::to_string(MaxResponseLength) + " bytes.", __LINE__);
-                DropControlConnection();
+                m_pimpl->ReportError("The server's reply exceeds " + std::to_string(MaxResponseLength) + " bytes.",
+                                     __LINE__);
+                m_pimpl->DropControlConnection();
                 return false;
             }
             strResponse += "\r\n" + strLine;
@@ -452,33 +730,37 @@ bool CFTPClient::GetResponse(CReply& Reply)
     }
 
     const bool fValid = Reply.Set(strResponse);
-    Notify(&CNotification::OnResponse, Reply);
+    m_pimpl->Notify(&CNotification::OnResponse, Reply);
     return fValid;
 }
 
 bool CFTPClient::GetSingleResponseLine(tstring& strResponse)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     if (!IsConnected())
         return false;
-    if (m_qResponseBuffer.empty() && !ReceiveResponseLines())
+    std::deque<tstring>& qLines = m_pimpl->m_qResponseBuffer;
+    if (qLines.empty() && !m_pimpl->ReceiveResponseLines())
         return false;
 
-    strResponse = std::move(m_qResponseBuffer.front());
-    m_qResponseBuffer.pop_front();
+    strResponse = std::move(qLines.front());
+    qLines.pop_front();
+    m_pimpl->m_nQueuedBytes -= strResponse.size();
     // Only a complete CR LF is taken off; a bare line feed stays on the line.
     if (strResponse.size() >= 2 && strResponse.compare(strResponse.size() - 2, 2, "\r\n") == 0)
         strResponse.resize(strResponse.size() - 2);
     return true;
 }
 
-bool CFTPClient::ReceiveResponseLines()
+bool CFTPClient::CPimpl::ReceiveResponseLines()
 {
     const int iReceiveSize = static_cast<int>(m_vBuffer.size() - 1);
     try {
         while (m_qResponseBuffer.empty()) {
             int iNumRead = 0;
             do {
-                iNumRead = m_apSckControlConnection->Receive(m_vBuffer.data(), iReceiveSize, mc_uiTimeout);
+                iNumRead = m_apSckControlConnection->Receive(m_vBuffer.data(), iReceiveSize,
+                                                             static_cast<int>(m_uiReplyTimeout));
                 if (iNumRead <= 0) {
                     ReportError("The server closed the control connection.", __LINE__);
                     DropControlConnection();
@@ -489,7 +771,10 @@ bool CFTPClient::ReceiveResponseLines()
                 m_strPendingResponse.append(m_vBuffer.data(), static_cast<size_t>(iNumRead));
                 if (!QueueResponseLines())
                     return false;
-            } while (iNumRead == iReceiveSize && m_apSckControlConnection->CheckReadability());
+                // More than a whole reply may hold is left in the socket: the
+                // reader fails on its limit before memory runs out.
+            } while (iNumRead == iReceiveSize && m_nQueuedBytes <= MaxResponseLength
+                     && m_apSckControlConnection->CheckReadability());
         }
     } catch (const CBlockingSocketException& blockingException) {
         ReportSocketError(blockingException, __LINE__);
@@ -499,7 +784,7 @@ bool CFTPClient::ReceiveResponseLines()
     return true;
 }
 
-bool CFTPClient::QueueResponseLines()
+bool CFTPClient::CPimpl::QueueResponseLines()
 {
     size_t nStart = 0;
     for (size_t nEnd = m_strPendingResponse.find('\n'); nEnd != tstring::npos;
@@ -507,13 +792,15 @@ bool CFTPClient::QueueResponseLines()
         if (nEnd + 1 - nStart > MaxResponseLineLength)
             break;
         m_qResponseBuffer.push_back(m_strPendingResponse.substr(nStart, nEnd + 1 - nStart));
+        m_nQueuedBytes += nEnd + 1 - nStart;
         nStart = nEnd + 1;
     }
     m_strPendingResponse.erase(0, nStart);
 
     const size_t nLineEnd = m_strPendingResponse.find('\n');
     if (std::min(nLineEnd, m_strPendingResponse.size()) > MaxResponseLineLength) {
-        ReportError("A reply line of the server exceeds " + std::to_string(MaxResponseLineLength) + " bytes.", __LINE__);
+        ReportError("A reply line of the server exceeds " + std::to_string(MaxResponseLineLength) + " bytes.",
+                    __LINE__);
         DropControlConnection();
         return false;
     }
@@ -530,12 +817,12 @@ int CFTPClient::SimpleErrorCheck(const CReply& Reply) const
     return -1;
 }
 
-int CFTPClient::SimpleCommand(const CCommand& Command, const CArg& Arguments)
+int CFTPClient::CPimpl::SimpleCommand(const CCommand& Command, const CArg& Arguments)
 {
     CReply Reply;
-    if (!SendCommand(Command, Arguments, Reply))
+    if (!q.SendCommand(Command, Arguments, Reply))
         return -1;
-    return SimpleErrorCheck(Reply);
+    return q.SimpleErrorCheck(Reply);
 }
 
 // ---------------------------------------------------------------------------
@@ -544,41 +831,42 @@ int CFTPClient::SimpleCommand(const CCommand& Command, const CArg& Arguments)
 int CFTPClient::ChangeWorkingDirectory(const tstring& strDirectory)
 {
     VETREL_FTP_ASSERT(!strDirectory.empty());
-    return SimpleCommand(CCommand::cmdCWD, strDirectory);
+    return m_pimpl->SimpleCommand(CCommand::cmdCWD, strDirectory);
 }
 
 int CFTPClient::ChangeToParentDirectory()
 {
-    return SimpleCommand(CCommand::cmdCDUP);
+    return m_pimpl->SimpleCommand(CCommand::cmdCDUP);
 }
 
 int CFTPClient::PrintWorkingDirectory()
 {
-    return SimpleCommand(CCommand::cmdPWD);
+    return m_pimpl->SimpleCommand(CCommand::cmdPWD);
 }
 
 int CFTPClient::MakeDirectory(const tstring& strDirectory)
 {
     VETREL_FTP_ASSERT(!strDirectory.empty());
-    return SimpleCommand(CCommand::cmdMKD, strDirectory);
+    return m_pimpl->SimpleCommand(CCommand::cmdMKD, strDirectory);
 }
 
 int CFTPClient::RemoveDirectory(const tstring& strDirectory)
 {
     VETREL_FTP_ASSERT(!strDirectory.empty());
-    return SimpleCommand(CCommand::cmdRMD, strDirectory);
+    return m_pimpl->SimpleCommand(CCommand::cmdRMD, strDirectory);
 }
 
 int CFTPClient::Delete(const tstring& strFile)
 {
     VETREL_FTP_ASSERT(!strFile.empty());
-    return SimpleCommand(CCommand::cmdDELE, strFile);
+    return m_pimpl->SimpleCommand(CCommand::cmdDELE, strFile);
 }
 
 int CFTPClient::Rename(const tstring& strOldName, const tstring& strNewName)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     // Both names are checked first, so that no RNFR is left pending on the server.
-    if (!IsSendable(CArg(strOldName)) || !IsSendable(CArg(strNewName)))
+    if (!m_pimpl->IsSendable(CArg(strOldName)) || !m_pimpl->IsSendable(CArg(strNewName)))
         return -1;
     CReply Reply;
     if (!SendCommand(CCommand::cmdRNFR, strOldName, Reply))
@@ -587,7 +875,7 @@ int CFTPClient::Rename(const tstring& strOldName, const tstring& strNewName)
         return 1;
     if (!Reply.Code().IsPositiveIntermediateReply())
         return -1;
-    return SimpleCommand(CCommand::cmdRNTO, strNewName);
+    return m_pimpl->SimpleCommand(CCommand::cmdRNTO, strNewName);
 }
 
 int CFTPClient::Move(const tstring& strFullSourceFilePath, const tstring& strFullTargetFilePath)
@@ -598,37 +886,37 @@ int CFTPClient::Move(const tstring& strFullSourceFilePath, const tstring& strFul
 int CFTPClient::SiteParameters(const tstring& strCmd)
 {
     VETREL_FTP_ASSERT(!strCmd.empty());
-    return SimpleCommand(CCommand::cmdSITE, strCmd);
+    return m_pimpl->SimpleCommand(CCommand::cmdSITE, strCmd);
 }
 
 int CFTPClient::Help(const tstring& strTopic)
 {
-    return SimpleCommand(CCommand::cmdHELP, strTopic.empty() ? CArg() : CArg(strTopic));
+    return m_pimpl->SimpleCommand(CCommand::cmdHELP, strTopic.empty() ? CArg() : CArg(strTopic));
 }
 
 int CFTPClient::Status(const tstring& strPath)
 {
-    return SimpleCommand(CCommand::cmdSTAT, strPath.empty() ? CArg() : CArg(strPath));
+    return m_pimpl->SimpleCommand(CCommand::cmdSTAT, strPath.empty() ? CArg() : CArg(strPath));
 }
 
 int CFTPClient::StructureMount(const tstring& strPath)
 {
-    return SimpleCommand(CCommand::cmdSMNT, strPath);
+    return m_pimpl->SimpleCommand(CCommand::cmdSMNT, strPath);
 }
 
 int CFTPClient::System()
 {
-    return SimpleCommand(CCommand::cmdSYST);
+    return m_pimpl->SimpleCommand(CCommand::cmdSYST);
 }
 
 int CFTPClient::Noop()
 {
-    return SimpleCommand(CCommand::cmdNOOP);
+    return m_pimpl->SimpleCommand(CCommand::cmdNOOP);
 }
 
 int CFTPClient::Reinitialize()
 {
-    return SimpleCommand(CCommand::cmdREIN);
+    return m_pimpl->SimpleCommand(CCommand::cmdREIN);
 }
 
 int CFTPClient::Allocate(int iReserveBytes, const int* piMaxPageOrRecordSize)
@@ -638,27 +926,30 @@ int CFTPClient::Allocate(int iReserveBytes, const int* piMaxPageOrRecordSize)
         Arguments.push_back("R");
         Arguments.push_back(std::to_string(*piMaxPageOrRecordSize));
     }
-    return SimpleCommand(CCommand::cmdALLO, Arguments);
+    return m_pimpl->SimpleCommand(CCommand::cmdALLO, Arguments);
 }
 
 int CFTPClient::FileStructure(const CStructure& crStructure)
 {
-    return SimpleCommand(CCommand::cmdSTRU, crStructure.AsString());
+    return m_pimpl->SimpleCommand(CCommand::cmdSTRU, crStructure.AsString());
 }
 
 int CFTPClient::TransferMode(const CTransferMode& crTransferMode)
 {
-    return SimpleCommand(CCommand::cmdMODE, crTransferMode.AsString());
+    return m_pimpl->SimpleCommand(CCommand::cmdMODE, crTransferMode.AsString());
 }
 
 int CFTPClient::Abort()
 {
-    if (m_fTransferInProgress) {
-        m_fAbortTransfer = true;
+    // Another thread owns the control connection right now: only its data
+    // loop may act on the request.
+    std::unique_lock<std::recursive_mutex> lock(m_pimpl->m_mxOperation, std::try_to_lock);
+    if (!lock.owns_lock() || m_pimpl->m_fTransferInProgress) {
+        m_pimpl->m_fAbortTransfer = true;
         return 0;
     }
-    m_fAbortTransfer = false;
-    return SimpleCommand(CCommand::cmdABOR);
+    m_pimpl->m_fAbortTransfer = false;
+    return m_pimpl->SimpleCommand(CCommand::cmdABOR);
 }
 
 // ---------------------------------------------------------------------------
@@ -679,7 +970,7 @@ int CFTPClient::DataPort(const tstring& strHostIP, unsigned short ushPort)
     tstring strPortArguments = strHostIP;
     std::replace(strPortArguments.begin(), strPortArguments.end(), '.', ',');
     strPortArguments += "," + std::to_string(ushPort >> 8) + "," + std::to_string(ushPort & 0xFF);
-    return SimpleCommand(CCommand::cmdPORT, strPortArguments);
+    return m_pimpl->SimpleCommand(CCommand::cmdPORT, strPortArguments);
 }
 
 int CFTPClient::Restart(unsigned int uiPosition)
@@ -694,7 +985,9 @@ int CFTPClient::Restart(unsigned int uiPosition)
 
 int CFTPClient::RepresentationType(const CRepresentation& repType, unsigned int dwSize)
 {
-    if (m_apCurrentRepresentation && *m_apCurrentRepresentation == repType)
+    const CPimpl::COperation operation(*m_pimpl);
+    std::shared_ptr<CRepresentation>& apCurrent = m_pimpl->m_apCurrentRepresentation;
+    if (apCurrent && *apCurrent == repType)
         return 0;
 
     CArg Arguments(repType.Type().AsString());
@@ -703,11 +996,11 @@ int CFTPClient::RepresentationType(const CRepresentation& repType, unsigned int 
     else if (repType.Type() == CType::tyLocalByte && dwSize > 0)
         Arguments.push_back(std::to_string(dwSize));
 
-    const int iRet = SimpleCommand(CCommand::cmdTYPE, Arguments);
+    const int iRet = m_pimpl->SimpleCommand(CCommand::cmdTYPE, Arguments);
     if (iRet == 0)
-        m_apCurrentRepresentation = std::make_shared<CRepresentation>(repType);
+        apCurrent = std::make_shared<CRepresentation>(repType);
     else
-        m_apCurrentRepresentation.reset();
+        apCurrent.reset();
     return iRet;
 }
 
@@ -718,33 +1011,38 @@ bool CFTPClient::ExecuteDatachannelCommand(const CCommand& crDatachannelCmd, con
     if (!crDatachannelCmd.IsDatachannelCommand())
         VETREL_FTP_ASSERT(false);
 
-    if (m_fTransferInProgress || !IsConnected() || !IsSendable(CArg(strPath)))
+    const CPimpl::COperation operation(*m_pimpl);
+    CPimpl& d = *m_pimpl;
+    if (d.m_fTransferInProgress || !IsConnected() || !d.IsSendable(CArg(strPath)))
         return false;
     if (RepresentationType(representation) != 0)
         return false;
 
-    const std::shared_ptr<IBlockingSocket> apSckDataConnection = m_apSckControlConnection->CreateInstance();
-    const bool fOpened = fPasv ? OpenPassiveDataConnection(*apSckDataConnection, crDatachannelCmd, strPath, dwByteOffset)
-                               : OpenActiveDataConnection(*apSckDataConnection, crDatachannelCmd, strPath, dwByteOffset);
+    const std::shared_ptr<IBlockingSocket> apSckDataConnection = d.m_apSckControlConnection->CreateInstance();
+    const bool fOpened
+        = fPasv ? d.OpenPassiveDataConnection(*apSckDataConnection, crDatachannelCmd, strPath, dwByteOffset)
+                : d.OpenActiveDataConnection(*apSckDataConnection, crDatachannelCmd, strPath, dwByteOffset);
     if (!fOpened)
         return false;
 
-    const bool fTransferred = crDatachannelCmd.IsDatachannelWriteCommand() ? SendData(Observer, *apSckDataConnection)
-                                                                           : ReceiveData(Observer, *apSckDataConnection);
-    const bool fClosed = CloseDataConnection(*apSckDataConnection);
+    const bool fTransferred = crDatachannelCmd.IsDatachannelWriteCommand()
+                                  ? d.SendData(Observer, *apSckDataConnection)
+                                  : d.ReceiveData(Observer, *apSckDataConnection);
+    const bool fClosed = d.CloseDataConnection(*apSckDataConnection);
     if (!fTransferred)
         return false;
     // The server owes the reply that ends the command even when our close
     // failed; leaving it unread would answer the next command.
-    return ReadClosingReply() && fClosed;
+    return d.ReadClosingReply() && fClosed;
 }
 
-bool CFTPClient::OpenPassiveDataConnection(IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
-                                           const tstring& strPath, unsigned int dwByteOffset)
+bool CFTPClient::CPimpl::OpenPassiveDataConnection(IBlockingSocket& sckDataConnection,
+                                                   const CCommand& crDatachannelCmd, const tstring& strPath,
+                                                   unsigned int dwByteOffset)
 {
     unsigned int ulRemoteHostIP = 0;
     unsigned short ushServerPort = 0;
-    if (Passive(ulRemoteHostIP, ushServerPort) != 0)
+    if (q.Passive(ulRemoteHostIP, ushServerPort) != 0)
         return false;
 
     CSockAddr adr(ulRemoteHostIP, ushServerPort);
@@ -765,8 +1063,9 @@ bool CFTPClient::OpenPassiveDataConnection(IBlockingSocket& sckDataConnection, c
     return SendDatachannelCommand(crDatachannelCmd, strPath, dwByteOffset);
 }
 
-bool CFTPClient::OpenActiveDataConnection(IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
-                                          const tstring& strPath, unsigned int dwByteOffset)
+bool CFTPClient::CPimpl::OpenActiveDataConnection(IBlockingSocket& sckDataConnection,
+                                                  const CCommand& crDatachannelCmd, const tstring& strPath,
+                                                  unsigned int dwByteOffset)
 {
     const std::shared_ptr<IBlockingSocket> apSckListener = m_apSckControlConnection->CreateInstance();
     CSockAddr adrListener;
@@ -781,7 +1080,7 @@ bool CFTPClient::OpenActiveDataConnection(IBlockingSocket& sckDataConnection, co
     }
     CSockAddr adrControl;
     if (!ControlConnectionAddress(adrControl, false)
-        || DataPort(inet_ntoa(adrControl.sin_addr), adrListener.Port()) != 0
+        || q.DataPort(adrControl.DottedDecimal(), adrListener.Port()) != 0
         || !SendDatachannelCommand(crDatachannelCmd, strPath, dwByteOffset))
         return false;
 
@@ -794,13 +1093,14 @@ bool CFTPClient::OpenActiveDataConnection(IBlockingSocket& sckDataConnection, co
     return false;
 }
 
-bool CFTPClient::AcceptDataConnection(const IBlockingSocket& sckListener, IBlockingSocket& sckDataConnection)
+bool CFTPClient::CPimpl::AcceptDataConnection(const IBlockingSocket& sckListener, IBlockingSocket& sckDataConnection)
 {
-    if (!WaitForConnection(sckListener)) {
-        ReportError("The server did not open the data connection within the time-out.", __LINE__);
-        return false;
-    }
     try {
+        // Accept itself has no time-out; a server that never connects must not hang the caller.
+        if (!sckListener.WaitForReadability(static_cast<int>(mc_uiTimeout))) {
+            ReportError("The server did not open the data connection within the time-out.", __LINE__);
+            return false;
+        }
         CSockAddr adrServer;
         if (sckListener.Accept(sckDataConnection, adrServer))
             return true;
@@ -812,7 +1112,7 @@ bool CFTPClient::AcceptDataConnection(const IBlockingSocket& sckListener, IBlock
     return false;
 }
 
-bool CFTPClient::ControlConnectionAddress(CSockAddr& adr, bool fPeer)
+bool CFTPClient::CPimpl::ControlConnectionAddress(CSockAddr& adr, bool fPeer)
 {
     try {
         if (fPeer)
@@ -828,31 +1128,20 @@ bool CFTPClient::ControlConnectionAddress(CSockAddr& adr, bool fPeer)
     return true;
 }
 
-bool CFTPClient::WaitForConnection(const IBlockingSocket& sckListener) const
+bool CFTPClient::CPimpl::SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath,
+                                                unsigned int dwByteOffset)
 {
-    // Accept itself has no time-out; a server that never connects must not hang the caller.
-    pollfd pfd = {static_cast<int>(static_cast<nsSocket::SOCKET>(sckListener)), POLLIN, 0};
-    const int iTimeoutMs = static_cast<int>(std::min<unsigned int>(mc_uiTimeout, INT_MAX / 1000) * 1000);
-    int iResult = 0;
-    do {
-        iResult = poll(&pfd, 1, iTimeoutMs);
-    } while (iResult < 0 && errno == EINTR);
-    return iResult > 0;
-}
-
-bool CFTPClient::SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath,
-                                        unsigned int dwByteOffset)
-{
-    if (m_fResumeIfPossible && IsRestartable(crDatachannelCmd) && dwByteOffset != 0 && Restart(dwByteOffset) != 0)
+    if (m_fResumeIfPossible && IsRestartable(crDatachannelCmd) && dwByteOffset != 0 && q.Restart(dwByteOffset) != 0)
         return false;
 
     CReply Reply;
-    if (!SendCommand(crDatachannelCmd, strPath.empty() ? CArg() : CArg(strPath), Reply))
+    if (!q.SendCommand(crDatachannelCmd, strPath.empty() ? CArg() : CArg(strPath), Reply))
         return false;
+    m_lAnnouncedSize = AnnouncedSize(Reply.Value());
     return Reply.Code().IsPositivePreliminaryReply();
 }
 
-bool CFTPClient::CloseDataConnection(IBlockingSocket& sckDataConnection)
+bool CFTPClient::CPimpl::CloseDataConnection(IBlockingSocket& sckDataConnection)
 {
     try {
         sckDataConnection.Close();
@@ -864,32 +1153,33 @@ bool CFTPClient::CloseDataConnection(IBlockingSocket& sckDataConnection)
     return true;
 }
 
-bool CFTPClient::ReadClosingReply()
+bool CFTPClient::CPimpl::ReadClosingReply()
 {
     CReply Reply;
-    return GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply();
+    return q.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply();
 }
 
-bool CFTPClient::ReceiveData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection)
+bool CFTPClient::CPimpl::ReceiveData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection)
 {
-    long lTotalBytes = 0;
+    m_lTransferredBytes = 0;
     {
         CTransferInProgress transfer(m_fTransferInProgress);
         Notify(&CNotification::OnBeginReceivingData);
         try {
             const int iBufferSize = static_cast<int>(m_vBuffer.size());
-            int iNumRead = sckDataConnection.Receive(m_vBuffer.data(), iBufferSize, mc_uiTimeout);
+            const int iTimeout = static_cast<int>(mc_uiTimeout);
+            int iNumRead = sckDataConnection.Receive(m_vBuffer.data(), iBufferSize, iTimeout);
             while (iNumRead > 0 && !m_fAbortTransfer) {
                 Notify(&CNotification::OnBytesReceived, m_vBuffer, static_cast<long>(iNumRead));
                 Observer.OnBytesReceived(m_vBuffer, iNumRead);
-                lTotalBytes += iNumRead;
-                iNumRead = sckDataConnection.Receive(m_vBuffer.data(), iBufferSize, mc_uiTimeout);
+                m_lTransferredBytes += iNumRead;
+                iNumRead = sckDataConnection.Receive(m_vBuffer.data(), iBufferSize, iTimeout);
             }
         } catch (const CBlockingSocketException& blockingException) {
             FailTransfer(blockingException, sckDataConnection);
             return false;
         }
-        Notify(&CNotification::OnEndReceivingData, lTotalBytes);
+        Notify(&CNotification::OnEndReceivingData, m_lTransferredBytes);
     }
     if (m_fAbortTransfer) {
         FinishAbortedTransfer(sckDataConnection);
@@ -898,8 +1188,9 @@ bool CFTPClient::ReceiveData(ITransferNotification& Observer, IBlockingSocket& s
     return true;
 }
 
-bool CFTPClient::SendData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection)
+bool CFTPClient::CPimpl::SendData(ITransferNotification& Observer, IBlockingSocket& sckDataConnection)
 {
+    m_lTransferredBytes = 0;
     {
         CTransferInProgress transfer(m_fTransferInProgress);
         try {
@@ -908,8 +1199,10 @@ bool CFTPClient::SendData(ITransferNotification& Observer, IBlockingSocket& sckD
             while (!m_fAbortTransfer) {
                 if (bytesRead == 0)
                     return true;
-                const int iNumWrite = sckDataConnection.Write(m_vBuffer.data(), static_cast<int>(bytesRead), mc_uiTimeout);
+                const int iNumWrite = sckDataConnection.Write(m_vBuffer.data(), static_cast<int>(bytesRead),
+                                                              static_cast<int>(mc_uiTimeout));
                 VETREL_FTP_ASSERT(iNumWrite == static_cast<int>(bytesRead));
+                m_lTransferredBytes += iNumWrite;
                 Notify(&CNotification::OnBytesSent, m_vBuffer, static_cast<long>(iNumWrite));
                 Observer.OnPreBytesSend(m_vBuffer.data(), m_vBuffer.size(), bytesRead);
             }
@@ -922,7 +1215,8 @@ bool CFTPClient::SendData(ITransferNotification& Observer, IBlockingSocket& sckD
     return false;
 }
 
-void CFTPClient::FailTransfer(const CBlockingSocketException& blockingException, IBlockingSocket& sckDataConnection)
+void CFTPClient::CPimpl::FailTransfer(const CBlockingSocketException& blockingException,
+                                      IBlockingSocket& sckDataConnection)
 {
     m_fTransferInProgress = false;
     ReportSocketError(blockingException, __LINE__);
@@ -932,25 +1226,45 @@ void CFTPClient::FailTransfer(const CBlockingSocketException& blockingException,
     ReadClosingReply();
 }
 
-void CFTPClient::FinishAbortedTransfer(IBlockingSocket& sckDataConnection)
+void CFTPClient::CPimpl::FinishAbortedTransfer(IBlockingSocket& sckDataConnection)
 {
     // Closing first unblocks a server that is still writing into the data
     // connection; it then answers the transfer (426 or 226) and the ABOR.
     CloseDataConnection(sckDataConnection);
-    Abort();
+    q.Abort();
     ReadClosingReply();
+}
+
+bool CFTPClient::CPimpl::ReceivedAllAnnounced(long lRemoteFileSize, long lOffset, const CRepresentation& repType)
+{
+    // Text mode changes line ends on the way, so only binary sizes compare.
+    if (IsText(repType))
+        return true;
+    long lExpected = -1;
+    if (lRemoteFileSize >= 0)
+        lExpected = lRemoteFileSize - lOffset;
+    else if (lOffset == 0)
+        lExpected = m_lAnnouncedSize;
+    if (lExpected < 0 || m_lTransferredBytes == lExpected)
+        return true;
+    ReportError("The transfer ended after " + std::to_string(m_lTransferredBytes) + " of "
+                    + std::to_string(lExpected) + " bytes.",
+                __LINE__);
+    return false;
 }
 
 // ---------------------------------------------------------------------------
 // Listings
 
-bool CFTPClient::ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream)
+bool CFTPClient::CPimpl::ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv,
+                                        COutputStream& outputStream)
 {
     // Plain "TYPE A": non-print is the default format, and some servers refuse it spelled out.
-    return ExecuteDatachannelCommand(Command, strPath, CType::ASCII(), fPasv, 0, outputStream);
+    return q.ExecuteDatachannelCommand(Command, strPath, CType::ASCII(), fPasv, 0, outputStream);
 }
 
-bool CFTPClient::ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv)
+bool CFTPClient::CPimpl::ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList,
+                                   bool fPasv)
 {
     COutputStream outputStream(mc_strEolCharacterSequence, Command.AsString());
     if (!ReceiveListing(Command, strPath, fPasv, outputStream))
@@ -963,8 +1277,8 @@ bool CFTPClient::ListLines(const CCommand& Command, const tstring& strPath, TStr
     return true;
 }
 
-bool CFTPClient::ListParsed(const CCommand &Command, const tstring &strPath,
-    TSpFTPFileStatusVector &vFileList, bool fPasv, IFileListParser &Parser)
+bool CFTPClient::CPimpl::ListParsed(const CCommand& Command, const tstring& strPath,
+                                    TSpFTPFileStatusVector& vFileList, bool fPasv, IFileListParser& Parser)
 {
     COutputStream outputStream(mc_strEolCharacterSequence, Command.AsString());
     if (!ReceiveListing(Command, strPath, fPasv, outputStream))
@@ -984,39 +1298,39 @@ bool CFTPClient::ListParsed(const CCommand &Command, const tstring &strPath,
 
 bool CFTPClient::List(const tstring& strPath, TStringVector& vstrFileList, bool fPasv)
 {
-    return ListLines(CCommand::cmdLIST, strPath, vstrFileList, fPasv);
+    return m_pimpl->ListLines(CCommand::cmdLIST, strPath, vstrFileList, fPasv);
 }
 
 bool CFTPClient::NameList(const tstring& strPath, TStringVector& vstrFileList, bool fPasv)
 {
-    return ListLines(CCommand::cmdNLST, strPath, vstrFileList, fPasv);
+    return m_pimpl->ListLines(CCommand::cmdNLST, strPath, vstrFileList, fPasv);
 }
 
 bool CFTPClient::List(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv)
 {
-    if (IsMachineListingOffered()) {
+    const CPimpl::COperation operation(*m_pimpl);
+    if (m_pimpl->IsMachineListingOffered()) {
         CFTPMlsdParser parser;
-        return ListParsed(CCommand::cmdMLSD, strPath, vFileList, fPasv, parser);
+        return m_pimpl->ListParsed(CCommand::cmdMLSD, strPath, vFileList, fPasv, parser);
     }
-    VETREL_FTP_ASSERT(m_apFileListParser.get());
-    return ListParsed(CCommand::cmdLIST, strPath, vFileList, fPasv, *m_apFileListParser);
+    VETREL_FTP_ASSERT(m_pimpl->m_apFileListParser.get());
+    return m_pimpl->ListParsed(CCommand::cmdLIST, strPath, vFileList, fPasv, *m_pimpl->m_apFileListParser);
 }
 
 bool CFTPClient::NameList(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv)
 {
-    VETREL_FTP_ASSERT(m_apFileListParser.get());
-    return ListParsed(CCommand::cmdNLST, strPath, vFileList, fPasv, *m_apFileListParser);
+    VETREL_FTP_ASSERT(m_pimpl->m_apFileListParser.get());
+    return m_pimpl->ListParsed(CCommand::cmdNLST, strPath, vFileList, fPasv, *m_pimpl->m_apFileListParser);
 }
 
-bool CFTPClient::IsMachineListingOffered()
+bool CFTPClient::CPimpl::IsMachineListingOffered()
 {
     if (m_iMachineListing < 0) {
         // FEAT answers one feature a line, each indented by a blank: " MLST type*;size*;".
         CReply Reply;
-        m_iMachineListing = SendCommand(CCommand::cmdFEAT, CArg(), Reply)
-            && Reply.Code().IsPositiveCompletionReply()
-            && (Reply.Value().find("\r\n MLST") != tstring::npos
-                || Reply.Value().find("\r\n mlst") != tstring::npos);
+        m_iMachineListing = q.SendCommand(CCommand::cmdFEAT, CArg(), Reply) && Reply.Code().IsPositiveCompletionReply()
+                            && (Reply.Value().find("\r\n MLST") != tstring::npos
+                                || Reply.Value().find("\r\n mlst") != tstring::npos);
     }
     return m_iMachineListing == 1;
 }
@@ -1027,87 +1341,115 @@ bool CFTPClient::IsMachineListingOffered()
 bool CFTPClient::DownloadFile(const tstring& strRemoteFile, const tstring& strLocalFile,
                               const CRepresentation& repType, bool fPasv)
 {
-    // Checked before the local file is opened, which may truncate it.
-    if (!IsConnected() || !IsSendable(CArg(strRemoteFile)))
+    const CPimpl::COperation operation(*m_pimpl);
+    // Checked before anything local is touched.
+    if (!IsConnected() || !m_pimpl->IsSendable(CArg(strRemoteFile)))
         return false;
 
+    // A download that fails must leave the local side as it was: a new file
+    // is written under a temporary name beside the target and replaces it only
+    // on success; a resumed one appends to what is there, and a device or a
+    // pipe is written as it is.
+    const QFileInfo target(QFile::decodeName(QByteArray::fromStdString(strLocalFile)));
+    const bool fResume = m_pimpl->m_fResumeIfPossible && target.exists();
     CFile file;
-    const QIODevice::OpenMode mode = m_fResumeIfPossible ? QIODevice::WriteOnly | QIODevice::Append
-                                                         : QIODevice::WriteOnly | QIODevice::Truncate;
-    if (!file.Open(strLocalFile, mode)) {
-        ReportError("Cannot open the local file \"" + strLocalFile + "\": " + file.ErrorString(), __LINE__);
+    bool fOpened = false;
+    if (fResume)
+        fOpened = file.Open(strLocalFile, QIODevice::WriteOnly | QIODevice::Append);
+    else if (target.exists() && !target.isFile() && !target.isDir())
+        fOpened = file.Open(strLocalFile, QIODevice::WriteOnly);
+    else
+        fOpened = file.OpenReplacing(strLocalFile);
+    if (!fOpened) {
+        m_pimpl->ReportError("Cannot open the local file \"" + strLocalFile + "\": " + file.ErrorString(), __LINE__);
         return false;
     }
-    const bool fDownloaded = DownloadFile(strRemoteFile, file, repType, fPasv);
-    return CheckLocalFile(file) && fDownloaded;
+    CLocalFileTarget local(file, *this, IsText(repType));
+    const bool fDownloaded = DownloadFile(strRemoteFile, local, repType, fPasv);
+    local.Finish();
+    // With resume on, whatever arrived stays to be continued.
+    if (!fDownloaded && !(m_pimpl->m_fResumeIfPossible && file.GetLocalStreamSize() > 0))
+        file.Discard();
+    return m_pimpl->CheckLocalFile(file) && fDownloaded;
 }
 
 bool CFTPClient::DownloadFile(const tstring& strRemoteFile, ITransferNotification& Observer,
                               const CRepresentation& repType, bool fPasv)
 {
-    if (!IsSendable(CArg(strRemoteFile)))
+    const CPimpl::COperation operation(*m_pimpl);
+    if (!m_pimpl->IsSendable(CArg(strRemoteFile)))
         return false;
 
-    const long lLocalSize = m_fResumeIfPossible ? Observer.GetLocalStreamSize() : 0;
+    const long lLocalSize = m_pimpl->m_fResumeIfPossible ? Observer.GetLocalStreamSize() : 0;
     if (lLocalSize < 0 || static_cast<unsigned long>(lLocalSize) > UINT_MAX) {
-        ReportError("The local file is too large to resume from.", __LINE__);
+        m_pimpl->ReportError("The local file is too large to resume from.", __LINE__);
         return false;
     }
 
-    // The size only informs the observers; a server that cannot tell (some
-    // answer SIZE in binary mode only) gives 0.
-    long lRemoteFileSize = 0;
+    // Observers get 0 for a size the server cannot tell (some answer SIZE in
+    // binary mode only); the check after the transfer needs to know.
+    long lRemoteFileSize = -1;
     if (FileSize(strRemoteFile, lRemoteFileSize) != 0)
-        lRemoteFileSize = 0;
+        lRemoteFileSize = -1;
+    const long lAnnouncedSize = std::max(lRemoteFileSize, 0L);
 
     const tstring strLocalName = Observer.GetLocalStreamName();
-    Notify(&CNotification::OnPreReceiveFile, strLocalName, strRemoteFile, lRemoteFileSize);
+    m_pimpl->Notify(&CNotification::OnPreReceiveFile, strLocalName, strRemoteFile, lAnnouncedSize);
     const bool fRet = ExecuteDatachannelCommand(CCommand::cmdRETR, strRemoteFile, repType, fPasv,
-                                                static_cast<unsigned int>(lLocalSize), Observer);
-    Notify(&CNotification::OnPostReceiveFile, strLocalName, strRemoteFile, lRemoteFileSize);
+                                                static_cast<unsigned int>(lLocalSize), Observer)
+                      && m_pimpl->ReceivedAllAnnounced(lRemoteFileSize, lLocalSize, repType);
+    m_pimpl->Notify(&CNotification::OnPostReceiveFile, strLocalName, strRemoteFile, lAnnouncedSize);
     return fRet;
 }
 
 bool CFTPClient::UploadFile(const tstring& strLocalFile, const tstring& strRemoteFile, bool fStoreUnique,
                             const CRepresentation& repType, bool fPasv)
 {
+    const CPimpl::COperation operation(*m_pimpl);
     CFile file;
     if (!file.Open(strLocalFile, QIODevice::ReadOnly)) {
-        ReportError("Cannot open the local file \"" + strLocalFile + "\": " + file.ErrorString(), __LINE__);
+        m_pimpl->ReportError("Cannot open the local file \"" + strLocalFile + "\": " + file.ErrorString(), __LINE__);
         return false;
     }
-    const bool fUploaded = UploadFile(file, strRemoteFile, fStoreUnique, repType, fPasv);
-    return CheckLocalFile(file) && fUploaded;
+    CLocalFileTarget local(file, *this, IsText(repType));
+    const bool fUploaded = UploadFile(local, strRemoteFile, fStoreUnique, repType, fPasv);
+    return m_pimpl->CheckLocalFile(file) && fUploaded;
 }
 
 bool CFTPClient::UploadFile(ITransferNotification& Observer, const tstring& strRemoteFile, bool fStoreUnique,
                             const CRepresentation& repType, bool fPasv)
 {
-    if (!IsSendable(CArg(strRemoteFile)))
+    const CPimpl::COperation operation(*m_pimpl);
+    if (!m_pimpl->IsSendable(CArg(strRemoteFile)))
         return false;
 
     CCommand cmd = fStoreUnique ? CCommand::cmdSTOU : CCommand::cmdSTOR;
     long lRemoteFileSize = 0;
+    const long lLocalSize = Observer.GetLocalStreamSize();
     // With resume on, a remote file that already has bytes is completed by
     // APPE from where it ends.
-    if (m_fResumeIfPossible && FileSize(strRemoteFile, lRemoteFileSize) == 0 && lRemoteFileSize > 0 && static_cast<unsigned long>(lRemoteFileSize) <= UINT_MAX) {
+    if (m_pimpl->m_fResumeIfPossible && FileSize(strRemoteFile, lRemoteFileSize) == 0 && lRemoteFileSize > 0) {
+        if (lRemoteFileSize > lLocalSize) {
+            m_pimpl->ReportError("The remote file is longer than the local one; there is nothing to resume.",
+                                 __LINE__);
+            return false;
+        }
         cmd = CCommand::cmdAPPE;
-        Observer.SetLocalStreamOffset(static_cast<unsigned int>(lRemoteFileSize));
+        Observer.SetLocalStreamOffset(static_cast<unsigned int>(std::min<long>(lRemoteFileSize, UINT_MAX)));
     } else {
         lRemoteFileSize = 0;
     }
 
     const tstring strLocalName = Observer.GetLocalStreamName();
-    const long lLocalSize = Observer.GetLocalStreamSize();
-    Notify(&CNotification::OnPreSendFile, strLocalName, strRemoteFile, lLocalSize);
+    m_pimpl->Notify(&CNotification::OnPreSendFile, strLocalName, strRemoteFile, lLocalSize);
     // STOU gets the name too: vsftpd and pyftpdlib build the unique name from it.
     const bool fRet = ExecuteDatachannelCommand(cmd, strRemoteFile, repType, fPasv,
                                                 static_cast<unsigned int>(lRemoteFileSize), Observer);
-    Notify(&CNotification::OnPostSendFile, strLocalName, strRemoteFile, lLocalSize);
+    m_pimpl->Notify(&CNotification::OnPostSendFile, strLocalName, strRemoteFile, lLocalSize);
     return fRet;
 }
 
-bool CFTPClient::CheckLocalFile(CFile& file)
+bool CFTPClient::CPimpl::CheckLocalFile(CFile& file) const
 {
     if (file.Close())
         return true;
@@ -1136,6 +1478,8 @@ bool CFTPClient::TransferFile(const CFTPClient& crSourceFtpServer, const tstring
     // neither client's settings change.
     CFTPClient& SourceFtpServer = const_cast<CFTPClient&>(crSourceFtpServer);
     CFTPClient& TargetFtpServer = const_cast<CFTPClient&>(crTargetFtpServer);
+    const CPimpl::COperation sourceOperation(*SourceFtpServer.m_pimpl);
+    const CPimpl::COperation targetOperation(*TargetFtpServer.m_pimpl);
 
     if (SourceFtpServer.RepresentationType(repType, 0) != 0 || TargetFtpServer.RepresentationType(repType, 0) != 0)
         return false;
@@ -1146,17 +1490,20 @@ bool CFTPClient::TransferFile(const CFTPClient& crSourceFtpServer, const tstring
     unsigned short ushPort = 0;
     if (PassiveServer.Passive(ulIP, ushPort) != 0)
         return false;
-    in_addr addr;
-    addr.s_addr = htonl(ulIP);
-    if (ActiveServer.DataPort(inet_ntoa(addr), ushPort) != 0)
+    if (ActiveServer.DataPort(CSockAddr(ulIP, 0).DottedDecimal(), ushPort) != 0)
         return false;
 
     if (!SourceFtpServer.SendCommand(CCommand::cmdRETR, strSourceFile))
         return false;
     CReply Reply;
-    if (!TargetFtpServer.SendCommand(CCommand::cmdSTOR, strTargetFile, Reply) || !Reply.Code().IsPositivePreliminaryReply())
+    if (!TargetFtpServer.SendCommand(CCommand::cmdSTOR, strTargetFile, Reply)
+        || !Reply.Code().IsPositivePreliminaryReply())
         return false;
 
+    // The bytes flow between the servers, unseen here; the final replies come
+    // when the whole file has passed, however long that takes.
+    const CReplyTimeout sourceWait(SourceFtpServer.m_pimpl->m_uiReplyTimeout, CopyReplyTimeout);
+    const CReplyTimeout targetWait(TargetFtpServer.m_pimpl->m_uiReplyTimeout, CopyReplyTimeout);
     return SourceFtpServer.GetResponse(Reply) && Reply.Code().IsPositivePreliminaryReply()
            && SourceFtpServer.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply()
            && TargetFtpServer.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply();

@@ -8,9 +8,7 @@
 #include "FTPDataTypes.h"
 #include "ObserverPattern.h"
 
-#include <atomic>
 #include <ctime>
-#include <deque>
 #include <memory>
 #include <set>
 #include <string>
@@ -166,9 +164,9 @@ public:
     void DetachObserver(CNotification* pObserver);
     const TObserverSet& GetObservers() const;
 
-    void SetResumeMode(bool fEnable = true) { m_fResumeIfPossible = fEnable; }
-    bool IsResumeModeEnabled() const { return m_fResumeIfPossible; }
-    bool IsTransferringData() const { return m_fTransferInProgress; }
+    void SetResumeMode(bool fEnable = true);
+    bool IsResumeModeEnabled() const;
+    bool IsTransferringData() const;
     void SetFileListParser(const std::shared_ptr<IFileListParser>& apFileListParser);
 
     /**
@@ -177,8 +175,8 @@ public:
      * misconfigured server cannot point this client at a third host. Off by
      * default.
      */
-    void SetPassiveAddressFromControlPeer(bool fEnable) { m_fPassiveToControlPeer = fEnable; }
-    bool IsPassiveAddressFromControlPeer() const { return m_fPassiveToControlPeer; }
+    void SetPassiveAddressFromControlPeer(bool fEnable);
+    bool IsPassiveAddressFromControlPeer() const;
 
     /**
      * From the next Login on, secures the control connection with TLS right
@@ -187,7 +185,7 @@ public:
      * not even the user name, goes to it in the clear.
      */
     void EnableTls(const nsSocket::CTlsSettings &settings = nsSocket::CTlsSettings());
-    bool IsTlsEnabled() const { return m_apTlsControlConnection != nullptr; }
+    bool IsTlsEnabled() const;
 
     // Connection and logon
     bool IsConnected() const;
@@ -222,6 +220,13 @@ public:
     int Allocate(int iReserveBytes, const int* piMaxPageOrRecordSize = nullptr);
     int FileStructure(const CStructure& crStructure);
     int TransferMode(const CTransferMode& crTransferMode);
+    /**
+     * Safe from any thread. While an operation of this client runs on another
+     * thread (or a transfer runs on this one), it only asks that operation's
+     * data transfer to stop at its next block and returns 0; the owning thread
+     * then sends ABOR. Otherwise it sends ABOR itself, holding every other
+     * operation back until the reply is read.
+     */
     int Abort();
 
     // Data connections
@@ -260,71 +265,15 @@ public:
     int FileModificationTime(const tstring& strPath, tstring& strModificationTime);
 
 private:
+    class CPimpl;
     friend class nsHelper::CObserverPatternBase<CNotification, CFTPClient>;
-    nsHelper::CObserverPatternBase<CFTPClient, CNotification>& ObserverLinks() { return m_Observers; }
-
-    template <typename TMethod, typename... TArgs>
-    void Notify(TMethod pMethod, const TArgs&... args) const;
+    nsHelper::CObserverPatternBase<CFTPClient, CNotification>& ObserverLinks();
 
     static bool TransferFile(const CFTPClient& crSourceFtpServer, const tstring& strSourceFile,
                              const CFTPClient& crTargetFtpServer, const tstring& strTargetFile,
                              const CRepresentation& repType, bool fSourceIsPassive);
 
-    void ReportError(const tstring& strErrorMsg, unsigned int uiLine) const;
-    void ReportSocketError(const nsSocket::CBlockingSocketException& blockingException, unsigned int uiLine) const;
-    bool IsSendable(const CArg& Arguments);
-    void DropControlConnection();
-    bool SendLogonStep(int iStepCommand, CReply& Reply);
-    bool SecureControlConnection(const tstring &strServerHost);
-    bool ProtectDataConnections();
-    bool ReceiveResponseLines();
-    bool QueueResponseLines();
-    int SimpleCommand(const CCommand& Command, const CArg& Arguments = CArg());
-
-    bool OpenActiveDataConnection(nsSocket::IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
-                                  const tstring& strPath, unsigned int dwByteOffset);
-    bool OpenPassiveDataConnection(nsSocket::IBlockingSocket& sckDataConnection, const CCommand& crDatachannelCmd,
-                                   const tstring& strPath, unsigned int dwByteOffset);
-    bool ControlConnectionAddress(nsSocket::CSockAddr& adr, bool fPeer);
-    bool AcceptDataConnection(const nsSocket::IBlockingSocket& sckListener, nsSocket::IBlockingSocket& sckDataConnection);
-    bool WaitForConnection(const nsSocket::IBlockingSocket& sckListener) const;
-    bool SendDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath, unsigned int dwByteOffset);
-    bool CloseDataConnection(nsSocket::IBlockingSocket& sckDataConnection);
-    bool ReadClosingReply();
-    bool ReceiveData(ITransferNotification& Observer, nsSocket::IBlockingSocket& sckDataConnection);
-    bool SendData(ITransferNotification& Observer, nsSocket::IBlockingSocket& sckDataConnection);
-    void FailTransfer(const nsSocket::CBlockingSocketException& blockingException,
-                      nsSocket::IBlockingSocket& sckDataConnection);
-    void FinishAbortedTransfer(nsSocket::IBlockingSocket& sckDataConnection);
-
-    bool ReceiveListing(const CCommand& Command, const tstring& strPath, bool fPasv, COutputStream& outputStream);
-    bool ListLines(const CCommand& Command, const tstring& strPath, TStringVector& vstrFileList, bool fPasv);
-    bool ListParsed(const CCommand &Command, const tstring &strPath, TSpFTPFileStatusVector &vFileList,
-        bool fPasv, IFileListParser &Parser);
-    bool IsMachineListingOffered();
-    bool CheckLocalFile(CFile& file);
-
-    const unsigned int mc_uiTimeout;
-    const unsigned int mc_uiResponseWait;
-    const tstring mc_strEolCharacterSequence;
-    const tstring m_strRemoteStartDirectory;
-
-    std::vector<char> m_vBuffer;
-    std::deque<tstring> m_qResponseBuffer;
-    tstring m_strPendingResponse;
-    std::shared_ptr<CRepresentation> m_apCurrentRepresentation;
-    std::shared_ptr<nsSocket::IBlockingSocket> m_apSckControlConnection;
-    // The control socket itself while TLS is enabled.
-    std::shared_ptr<nsSocket::CBlockingTlsSocket> m_apTlsControlConnection;
-    std::shared_ptr<IFileListParser> m_apFileListParser;
-    std::atomic<bool> m_fTransferInProgress;
-    std::atomic<bool> m_fAbortTransfer;
-    bool m_fResumeIfPossible;
-    bool m_fPassiveToControlPeer;
-    // Whether the server lists with MLSD: unknown (-1) until FEAT was asked on this connection.
-    int m_iMachineListing;
-    CLogonInfo m_LastLogonInfo;
-    nsHelper::CObserverPatternBase<CFTPClient, CNotification> m_Observers;
+    const std::unique_ptr<CPimpl> m_pimpl;
 };
 
 }

@@ -1,6 +1,10 @@
 #include "FTPTransferTargets.h"
 
+#include <QFile>
+#include <QSaveFile>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace nsFTP
@@ -87,70 +91,125 @@ void COutputStream::OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& b
     nPos += bytesToSend;
 }
 
-CFile::CFile() = default;
+class CFile::CPimpl
+{
+public:
+    /// The open file: the plain one, or the temporary one of OpenReplacing().
+    QFileDevice& Device() { return m_apSaveFile ? static_cast<QFileDevice&>(*m_apSaveFile) : m_File; }
+    const QFileDevice& Device() const { return m_apSaveFile ? static_cast<const QFileDevice&>(*m_apSaveFile) : m_File; }
+
+    /// Keeps the system's own words: Qt says "Unknown error" for some failed writes.
+    void Fail(int iError)
+    {
+        if (m_fGood && iError != 0)
+            m_strError = qt_error_string(iError);
+        m_fGood = false;
+    }
+
+    QFile m_File;
+    QString m_strError;
+    std::unique_ptr<QSaveFile> m_apSaveFile;
+    bool m_fGood = true;
+};
+
+CFile::CFile() : m_pimpl(new CPimpl) {}
 
 CFile::~CFile()
 {
+    Discard();
     Close();
 }
 
 bool CFile::Open(const tstring& strFileName, QIODevice::OpenMode mode)
 {
     Close();
-    m_fGood = true;
-    m_File.setFileName(QFile::decodeName(QByteArray::fromStdString(strFileName)));
+    m_pimpl->m_apSaveFile.reset();
+    m_pimpl->m_fGood = true;
+    m_pimpl->m_strError.clear();
+    m_pimpl->m_File.setFileName(QFile::decodeName(QByteArray::fromStdString(strFileName)));
     // The client hands over whole blocks; Qt's own buffer would only copy them once more.
-    return m_File.open(mode | QIODevice::Unbuffered);
+    return m_pimpl->m_File.open(mode | QIODevice::Unbuffered);
+}
+
+bool CFile::OpenReplacing(const tstring& strFileName)
+{
+    Close();
+    m_pimpl->m_fGood = true;
+    m_pimpl->m_strError.clear();
+    // The plain file keeps the name for messages once the temporary one is gone.
+    m_pimpl->m_File.setFileName(QFile::decodeName(QByteArray::fromStdString(strFileName)));
+    m_pimpl->m_apSaveFile.reset(new QSaveFile(m_pimpl->m_File.fileName()));
+    return m_pimpl->m_apSaveFile->open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
+
+void CFile::Discard()
+{
+    // A save file that goes without being committed takes its temporary file with it.
+    m_pimpl->m_apSaveFile.reset();
 }
 
 bool CFile::Close()
 {
-    if (m_File.isOpen()) {
-        m_File.close();
+    if (m_pimpl->m_apSaveFile) {
+        // After a failed write the target stays untouched, and the error says why.
+        if (m_pimpl->m_apSaveFile->isOpen() && !m_pimpl->m_apSaveFile->commit())
+            m_pimpl->m_fGood = false;
+    } else if (m_pimpl->m_File.isOpen()) {
+        m_pimpl->m_File.close();
     }
-    return m_fGood;
+    return m_pimpl->m_fGood;
 }
 
 bool CFile::IsOpen() const
 {
-    return m_File.isOpen();
+    return m_pimpl->Device().isOpen();
+}
+
+bool CFile::IsGood() const
+{
+    return m_pimpl->m_fGood;
 }
 
 tstring CFile::ErrorString() const
 {
-    return m_File.errorString().toLocal8Bit().toStdString();
+    const QString strError = m_pimpl->m_strError.isEmpty() ? m_pimpl->Device().errorString() : m_pimpl->m_strError;
+    return strError.toLocal8Bit().toStdString();
 }
 
 tstring CFile::GetLocalStreamName() const
 {
-    return QFile::encodeName(m_File.fileName()).toStdString();
+    return QFile::encodeName(m_pimpl->Device().fileName()).toStdString();
 }
 
 long CFile::GetLocalStreamSize() const
 {
-    return m_File.isOpen() ? static_cast<long>(m_File.size()) : 0;
+    const QFileDevice& device = m_pimpl->Device();
+    return device.isOpen() ? static_cast<long>(device.size()) : 0;
 }
 
 void CFile::SetLocalStreamOffset(unsigned int uiStreamOffset)
 {
-    if (m_File.isOpen() && !m_File.seek(uiStreamOffset))
-        m_fGood = false;
+    QFileDevice& device = m_pimpl->Device();
+    if (device.isOpen() && !device.seek(uiStreamOffset))
+        m_pimpl->m_fGood = false;
 }
 
 void CFile::OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes)
 {
-    if (m_File.isOpen() && m_File.write(vBuffer.data(), lReceivedBytes) != lReceivedBytes)
-        m_fGood = false;
+    QFileDevice& device = m_pimpl->Device();
+    if (device.isOpen() && device.write(vBuffer.data(), lReceivedBytes) != lReceivedBytes)
+        m_pimpl->Fail(errno);
 }
 
 void CFile::OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend)
 {
     bytesToSend = 0;
-    if (!m_File.isOpen())
+    QFileDevice& device = m_pimpl->Device();
+    if (!device.isOpen())
         return;
-    const qint64 iRead = m_File.read(pszBuffer, static_cast<qint64>(bufferSize));
+    const qint64 iRead = device.read(pszBuffer, static_cast<qint64>(bufferSize));
     if (iRead < 0)
-        m_fGood = false;
+        m_pimpl->Fail(errno);
     else
         bytesToSend = static_cast<size_t>(iRead);
 }

@@ -5,7 +5,7 @@
 
 #include "FTPClient.h"
 
-#include <QFile>
+#include <QIODevice>
 
 #include <memory>
 
@@ -44,8 +44,8 @@ private:
 };
 
 /**
- * A transfer target on the local disk. A failed write is remembered, so that
- * a download that could not store its bytes is not taken for a success.
+ * A transfer target on the local disk. A failed read or write is remembered,
+ * so that a transfer that could not use its bytes is not taken for a success.
  */
 class VETREL_EXPORT CFile : public CFTPClient::ITransferNotification
 {
@@ -58,11 +58,19 @@ public:
 
     /// Opens the file named in the local 8-bit encoding; QIODevice::Append positions at its end.
     bool Open(const tstring& strFileName, QIODevice::OpenMode mode);
+    /**
+     * Opens for writing a temporary file beside the one named, which takes
+     * that name only when Close() succeeds; until then the named file stays
+     * as it was. Destroying the object without Close() drops what was written.
+     */
+    bool OpenReplacing(const tstring& strFileName);
+    /// Drops what a file opened by OpenReplacing() holds; no effect on other files.
+    void Discard();
     /// Closes; false when a read or write failed at any point while it was open.
     bool Close();
     bool IsOpen() const;
     /// False once a write or read failed since the file was opened.
-    bool IsGood() const { return m_fGood; }
+    bool IsGood() const;
     /// The last I/O error, for messages.
     tstring ErrorString() const;
 
@@ -73,8 +81,8 @@ public:
     void OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend) override;
 
 private:
-    QFile m_File;
-    bool m_fGood = true;
+    class CPimpl;
+    std::unique_ptr<CPimpl> m_pimpl;
 };
 
 }
