@@ -2,6 +2,7 @@
 // read, and the failures real servers cannot be made to produce.
 
 #include "scriptedftpserver.h"
+#include "testfiles.h"
 
 #include <vetrel/FtpClient/FTPClient.h>
 #include <vetrel/FtpClient/FTPTransferTargets.h>
@@ -9,7 +10,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
 #include <functional>
+#include <thread>
 
 using namespace nsFTP;
 
@@ -60,6 +63,24 @@ private:
     std::shared_ptr<std::vector<std::string>> m_connects;
 };
 
+/// Counts the bytes the client takes in, to show that it stops reading in time.
+class CountingSocket : public nsSocket::CBlockingSocket
+{
+public:
+    explicit CountingSocket(std::shared_ptr<std::atomic<long>> received) : m_received(std::move(received)) {}
+
+    std::shared_ptr<IBlockingSocket> CreateInstance() const override { return std::make_shared<CountingSocket>(m_received); }
+    int Receive(char* pch, int nSize, int nSecs) const override
+    {
+        const int count = CBlockingSocket::Receive(pch, nSize, nSecs);
+        *m_received += count;
+        return count;
+    }
+
+private:
+    std::shared_ptr<std::atomic<long>> m_received;
+};
+
 QStringList toQt(const std::vector<std::string>& lines)
 {
     QStringList list;
@@ -74,6 +95,8 @@ const unsigned int Timeout = 1;
 
 using ClientCall = std::function<int(CFTPClient&)>;
 Q_DECLARE_METATYPE(ClientCall)
+using Script = std::function<void(ScriptedFtpServer&)>;
+Q_DECLARE_METATYPE(Script)
 
 class TestFtpClientSession : public QObject
 {
@@ -105,8 +128,13 @@ private slots:
     void activeAndPassiveDataConnections();
     void passiveAddressOverride();
     void abortStopsTheDownload();
+    void abortFromAnotherThread_data();
+    void abortFromAnotherThread();
     void emptyUploadSucceeds();
-    void brokenDownloadKeepsItsBytesForResuming();
+    void failedDownloadLeavesTheLocalFile_data();
+    void failedDownloadLeavesTheLocalFile();
+    void textModeLineEnds_data();
+    void textModeLineEnds();
     void serverToServerCopyOrder_data();
     void serverToServerCopyOrder();
 };
@@ -349,6 +377,12 @@ void TestFtpClientSession::simpleCommands_data()
         {"213 2024-02-29"}, {"MDTM f"}, -1);
     row("QUIT", [](CFTPClient& c) { const int result = c.Logout(); return c.IsConnected() ? 99 : result; },
         {"221 bye"}, {"QUIT"}, 0);
+    row("resumed upload onto a longer remote file", [](CFTPClient& c) {
+            COutputStream source("\r\n", "short");
+            source.SetBuffer("012");
+            return c.UploadFile(source, "f", false, CType::Image()) ? 0 : 1;
+        },
+        {"213 10"}, {"SIZE f"}, 1);
 }
 
 void TestFtpClientSession::simpleCommands()
@@ -401,21 +435,28 @@ void TestFtpClientSession::lineBreaksAreNeverSent()
 void TestFtpClientSession::oversizedRepliesEndTheConnection_data()
 {
     QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<unsigned int>("bufferSize");
 
-    QTest::newRow("line without end") << QByteArray(CFTPClient::MaxResponseLineLength + 10, 'x');
-    QTest::newRow("line with end") << QByteArray("200 ") + QByteArray(CFTPClient::MaxResponseLineLength, 'x') + "\r\n";
+    const unsigned int defaultBuffer = 256 * 1024;
+    QTest::newRow("line without end") << QByteArray(CFTPClient::MaxResponseLineLength + 10, 'x') << defaultBuffer;
+    QTest::newRow("line with end") << QByteArray("200 ") + QByteArray(CFTPClient::MaxResponseLineLength, 'x') + "\r\n"
+                                   << defaultBuffer;
+    // Far more than any reply may hold, sent as fast as the client reads.
     QByteArray endless = "200-start\r\n";
-    while (static_cast<size_t>(endless.size()) <= CFTPClient::MaxResponseLength)
+    while (static_cast<size_t>(endless.size()) <= 32 * CFTPClient::MaxResponseLength)
         endless += "200-" + QByteArray(1000, 'y') + "\r\n";
-    QTest::newRow("multi-line reply without end") << endless;
+    QTest::newRow("endless multi-line reply, default buffer") << endless << defaultBuffer;
+    QTest::newRow("endless multi-line reply, small buffer") << endless << 4096u;
 }
 
 void TestFtpClientSession::oversizedRepliesEndTheConnection()
 {
     QFETCH(QByteArray, reply);
+    QFETCH(unsigned int, bufferSize);
     ScriptedFtpServer server;
     server.reply("220 ready").expect().send(reply.toStdString()).pause(200);
-    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    auto received = std::make_shared<std::atomic<long>>(0);
+    CFTPClient client(std::make_shared<CountingSocket>(received), Timeout, bufferSize);
     RecordingObserver observer;
     client.AttachObserver(&observer);
     QVERIFY(connect(client, server));
@@ -424,6 +465,10 @@ void TestFtpClientSession::oversizedRepliesEndTheConnection()
     QCOMPARE(observer.errors.size(), size_t(1));
     QVERIFY(QString::fromStdString(observer.errors.front()).contains("exceeds"));
     QVERIFY(!client.IsConnected());
+    // What was read stays within the reply being assembled, as much again
+    // queued behind it, and the buffers in flight.
+    QVERIFY2(static_cast<size_t>(*received) <= 2 * CFTPClient::MaxResponseLength + 2 * bufferSize + 64 * 1024,
+             qPrintable(QString::number(*received)));
 }
 
 void TestFtpClientSession::stallsAndDropsEndAfterTheTimeout()
@@ -548,6 +593,74 @@ void TestFtpClientSession::abortStopsTheDownload()
     QCOMPARE(toQt(server.commands()), (QStringList{"TYPE I", "PASV", "RETR big", "ABOR", "NOOP"}));
 }
 
+void TestFtpClientSession::abortFromAnotherThread_data()
+{
+    QTest::addColumn<bool>("duringTransfer");
+    QTest::newRow("during a download") << true;
+    QTest::newRow("while a command waits for its reply, then idle") << false;
+}
+
+void TestFtpClientSession::abortFromAnotherThread()
+{
+    QFETCH(bool, duringTransfer);
+    ScriptedFtpServer server;
+    server.reply("220 ready");
+    if (duringTransfer) {
+        server.answer("200 type").expect().passive().answer("150 here");
+        server.sendData(std::string(8 * 1024 * 1024, 'z')).expect().reply("426 aborted").reply("226 abor ok");
+    } else {
+        server.expect().pause(300).reply("200 ok").answer("225 no transfer to abort");
+    }
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout, 16 * 1024);
+    std::atomic<bool> started{false};
+    // The order in which commands left and replies came, as the client's one thread of use sees it.
+    QStringList events;
+    struct Events : CFTPClient::CNotification
+    {
+        Events(QStringList& list, std::atomic<bool>& flag) : events(list), started(flag) {}
+        void OnSendCommand(const CCommand& command, const CArg&) override { events << QString::fromStdString(command.AsString()); }
+        void OnResponse(const CFTPClient::CReply& reply) override { events << QString::fromStdString(reply.Code().Value()); }
+        void OnBytesReceived(const std::vector<char>&, long) override { started = true; }
+        QStringList& events;
+        std::atomic<bool>& started;
+    } observer(events, started);
+    QVERIFY(connect(client, server));
+    client.AttachObserver(&observer);
+
+    int abortResult = -2;
+    std::thread other([&] {
+        if (duringTransfer) {
+            while (!started)
+                std::this_thread::yield();
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        abortResult = client.Abort();
+    });
+    if (duringTransfer) {
+        COutputStream target("\r\n", "mem");
+        QVERIFY(!client.ExecuteDatachannelCommand(CCommand::cmdRETR, "big", CType::Image(), true, 0, target));
+        QVERIFY(target.GetBuffer().size() < 8u * 1024 * 1024);
+    } else {
+        QCOMPARE(client.Noop(), 0);
+    }
+    other.join();
+    QCOMPARE(abortResult, 0);
+    if (!duringTransfer) {
+        // Nothing was written while NOOP waited; with the client idle, ABOR goes out and takes its reply.
+        QCOMPARE(events, (QStringList{"NOOP", "200"}));
+        abortResult = -2;
+        std::thread([&] { abortResult = client.Abort(); }).join();
+        QCOMPARE(abortResult, 0);
+    }
+    server.waitFinished();
+    QVERIFY2(server.failure().empty(), server.failure().c_str());
+    if (duringTransfer)
+        QCOMPARE(events, (QStringList{"TYPE", "200", "PASV", "227", "RETR", "150", "ABOR", "426", "226"}));
+    else
+        QCOMPARE(events, (QStringList{"NOOP", "200", "ABOR", "225"}));
+}
+
 void TestFtpClientSession::emptyUploadSucceeds()
 {
     ScriptedFtpServer server;
@@ -564,37 +677,123 @@ void TestFtpClientSession::emptyUploadSucceeds()
     QVERIFY(server.receivedData().empty());
 }
 
-void TestFtpClientSession::brokenDownloadKeepsItsBytesForResuming()
+void TestFtpClientSession::failedDownloadLeavesTheLocalFile_data()
 {
+    QTest::addColumn<bool>("resume");
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<Script>("script");
+    QTest::addColumn<bool>("downloaded");
+    QTest::addColumn<QByteArray>("after");
+    QTest::addColumn<QString>("error");
+
+    const QByteArray none = "<missing>";
+    const auto retr = [](const std::string& size, const std::string& rest, const std::string& preliminary) {
+        return [=](ScriptedFtpServer& server) {
+            server.answer(size).answer("200 type").expect().passive();
+            if (!rest.empty())
+                server.answer(rest);
+            server.answer(preliminary);
+        };
+    };
+    const auto missing = retr("550 no", "", "550 no such file");
+    const auto stalls = [=](ScriptedFtpServer& server) { retr("213 10", "", "150 here")(server); server.sendData("01234").pause(2500); };
+    QTest::newRow("missing remote file, existing local file") << false << QByteArray("precious") << Script(missing) << false
+                                                               << QByteArray("precious") << "";
+    QTest::newRow("missing remote file, no local file") << false << none << Script(missing) << false << none << "";
+    QTest::newRow("missing remote file, resume on") << true << none << Script(missing) << false << none << "";
+    QTest::newRow("broken download, resume off") << false << QByteArray("precious") << Script(stalls) << false
+                                                << QByteArray("precious") << "Receive timeout";
+    QTest::newRow("broken download, resume on, keeps what arrived") << true << none << Script(stalls) << false
+                                                                    << QByteArray("01234") << "Receive timeout";
+    QTest::newRow("resumed download completes")
+        << true << QByteArray("01234")
+        << Script([=](ScriptedFtpServer& server) {
+               retr("213 10", "350 rest", "150 here")(server);
+               server.sendData("56789").closeData().reply("226 done");
+           })
+        << true << QByteArray("0123456789") << "";
+    QTest::newRow("shorter than SIZE said")
+        << false << QByteArray("precious")
+        << Script([=](ScriptedFtpServer& server) {
+               retr("213 10", "", "150 here")(server);
+               server.sendData("01234").closeData().reply("226 done");
+           })
+        << false << QByteArray("precious") << "The transfer ended after 5 of 10 bytes.";
+    QTest::newRow("shorter than the 150 reply said")
+        << false << none
+        << Script([=](ScriptedFtpServer& server) {
+               retr("550 no size", "", "150 Opening BINARY mode data connection for f (10 bytes).")(server);
+               server.sendData("01234").closeData().reply("226 done");
+           })
+        << false << none << "The transfer ended after 5 of 10 bytes.";
+}
+
+void TestFtpClientSession::failedDownloadLeavesTheLocalFile()
+{
+    QFETCH(bool, resume);
+    QFETCH(QByteArray, before);
+    QFETCH(Script, script);
+    QFETCH(QString, error);
     QTemporaryDir dir;
-    const tstring local = QString(dir.path() + "/part").toStdString();
-    {
-        ScriptedFtpServer server;
-        server.reply("220 ready").answer("213 10").answer("200 type").expect().passive().answer("150 here");
-        server.sendData("01234").pause(2500);
-        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
-        client.SetResumeMode(false);
-        RecordingObserver observer;
-        client.AttachObserver(&observer);
-        QVERIFY(connect(client, server));
-        QVERIFY(!client.DownloadFile("f", local, CType::Image()));
-        QVERIFY(!observer.errors.empty());
-        QVERIFY(QString::fromStdString(observer.errors.front()).startsWith("Receive timeout"));
+    const QString local = dir.filePath("report.csv");
+    if (before != "<missing>")
+        QVERIFY(writeTestFile(local, before));
+
+    ScriptedFtpServer server;
+    server.reply("220 ready");
+    script(server);
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
+    client.SetResumeMode(resume);
+    RecordingObserver observer;
+    client.AttachObserver(&observer);
+    QVERIFY(connect(client, server));
+    QTEST(client.DownloadFile("f", local.toStdString(), CType::Image()), "downloaded");
+    QTEST(readTestFile(local), "after");
+    // No temporary file is left beside the target.
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), QFile::exists(local) ? 1 : 0);
+    if (!error.isEmpty())
+        QVERIFY2(!observer.errors.empty() && QString::fromStdString(observer.errors.front()).startsWith(error),
+                 observer.errors.empty() ? "no error" : observer.errors.front().c_str());
+}
+
+void TestFtpClientSession::textModeLineEnds_data()
+{
+    QTest::addColumn<bool>("download");
+    QTest::addColumn<QByteArray>("network");
+    QTest::addColumn<QByteArray>("local");
+
+    QTest::newRow("download") << true << QByteArray("ab\r\nc\rd\r\n\r\n\r") << QByteArray("ab\nc\rd\n\n\r");
+    QTest::newRow("upload") << false << QByteArray("ab\r\ncd\r\n\r\nx") << QByteArray("ab\ncd\r\n\nx");
+}
+
+void TestFtpClientSession::textModeLineEnds()
+{
+    QFETCH(bool, download);
+    QFETCH(QByteArray, network);
+    QFETCH(QByteArray, local);
+    QTemporaryDir dir;
+    const QString file = dir.filePath("text.txt");
+    ScriptedFtpServer server;
+    server.reply("220 ready");
+    if (download) {
+        server.answer("550 no size in text mode").answer("200 type").expect().passive().answer("150 here");
+        server.sendData(network.toStdString()).closeData().reply("226 done");
+    } else {
+        QVERIFY(writeTestFile(file, local));
+        server.answer("200 type").expect().passive().answer("150 send").receiveData().reply("226 stored");
     }
-    QFile part(QString::fromStdString(local));
-    QCOMPARE(part.size(), qint64(5));
-    {
-        ScriptedFtpServer server;
-        server.reply("220 ready").answer("213 10").answer("200 type").expect().passive().answer("350 rest");
-        server.answer("150 here").sendData("56789").closeData().reply("226 done");
-        CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);
-        QVERIFY(connect(client, server));
-        QVERIFY(client.DownloadFile("f", local, CType::Image()));
+    // Reads of 4 bytes cut CR LF pairs apart, and the last reply ends on a read's edge as the server closes.
+    CFTPClient client(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout, 5);
+    client.SetResumeMode(false);
+    QVERIFY(connect(client, server));
+    if (download) {
+        QVERIFY(client.DownloadFile("t", file.toStdString(), CType::ASCII()));
+        QCOMPARE(readTestFile(file), local);
+    } else {
+        QVERIFY(client.UploadFile(file.toStdString(), "t", false, CType::ASCII()));
         server.waitFinished();
-        QCOMPARE(toQt(server.commands()), (QStringList{"SIZE f", "TYPE I", "PASV", "REST 5", "RETR f"}));
+        QCOMPARE(QByteArray::fromStdString(server.receivedData()), network);
     }
-    QVERIFY(part.open(QIODevice::ReadOnly));
-    QCOMPARE(part.readAll(), QByteArray("0123456789"));
 }
 
 void TestFtpClientSession::serverToServerCopyOrder_data()
@@ -602,11 +801,14 @@ void TestFtpClientSession::serverToServerCopyOrder_data()
     QTest::addColumn<bool>("downloadForm");
     QTest::addColumn<bool>("passive");
     QTest::addColumn<bool>("sourceSendsPasv");
+    QTest::addColumn<int>("copyMs");
 
-    QTest::newRow("download, passive: source is passive") << true << true << true;
-    QTest::newRow("download, active: target is passive") << true << false << false;
-    QTest::newRow("upload, passive: target is passive") << false << true << false;
-    QTest::newRow("upload, active: source is passive") << false << false << true;
+    QTest::newRow("download, passive: source is passive") << true << true << true << 0;
+    QTest::newRow("download, active: target is passive") << true << false << false << 0;
+    QTest::newRow("upload, passive: target is passive") << false << true << false << 0;
+    QTest::newRow("upload, active: source is passive") << false << false << true << 0;
+    // The servers are busy copying, not stalled: the idle time-out must not end the wait.
+    QTest::newRow("a copy longer than the time-out") << true << true << true << 1500;
 }
 
 void TestFtpClientSession::serverToServerCopyOrder()
@@ -614,13 +816,14 @@ void TestFtpClientSession::serverToServerCopyOrder()
     QFETCH(bool, downloadForm);
     QFETCH(bool, passive);
     QFETCH(bool, sourceSendsPasv);
+    QFETCH(int, copyMs);
     ScriptedFtpServer source;
     ScriptedFtpServer target;
     source.reply("220 source").answer("200 type");
     target.reply("220 target").answer("200 type");
     (sourceSendsPasv ? source : target).answer("227 Entering Passive Mode (127,0,0,1,19,137)");
     (sourceSendsPasv ? target : source).answer("200 port");
-    source.expect().reply("150 sending").reply("226 sent");
+    source.expect().reply("150 sending").pause(copyMs).reply("226 sent");
     target.answer("150 receiving").reply("226 stored");
 
     CFTPClient sourceClient(nsSocket::CreateDefaultBlockingSocketInstance(), Timeout);

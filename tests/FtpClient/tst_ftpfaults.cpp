@@ -126,6 +126,11 @@ public:
         return m_real.GetHostByName(pchName, ushPort);
     }
     std::string GetHostByAddr(const sockaddr *psa) override { return m_real.GetHostByAddr(psa); }
+    bool WaitForReadability(int nSecs) const override
+    {
+        failEither("Socket Error", EBADF, "Receive timeout");
+        return m_real.WaitForReadability(nSecs);
+    }
 
 private:
     /// Counts one system call; true when it is the one to fail.

@@ -761,6 +761,10 @@ bool CFTPClient::CPimpl::ReceiveResponseLines()
             do {
                 iNumRead = m_apSckControlConnection->Receive(m_vBuffer.data(), iReceiveSize,
                                                              static_cast<int>(m_uiReplyTimeout));
+                // A reply that filled the last read exactly may be followed by
+                // the end of the connection; the lines before it still count.
+                if (iNumRead <= 0 && !m_qResponseBuffer.empty())
+                    break;
                 if (iNumRead <= 0) {
                     ReportError("The server closed the control connection.", __LINE__);
                     DropControlConnection();
