@@ -379,9 +379,9 @@ long AnnouncedSize(const tstring& strReply)
 }
 
 /**
- * How long a copy between servers waits for its final replies. No data passes
- * through this client, so it cannot tell a long copy from a stalled one; the
- * servers' own idle time-outs end a stalled copy with a reply.
+ * How long a copy between servers waits for the source's final reply. No data
+ * passes through this client, so it cannot tell a long copy from a stalled
+ * one; the servers' own idle time-outs end a stalled copy with a reply.
  */
 const unsigned int CopyReplyTimeout = 7 * 24 * 3600;
 
@@ -1497,20 +1497,28 @@ bool CFTPClient::TransferFile(const CFTPClient& crSourceFtpServer, const tstring
     if (ActiveServer.DataPort(CSockAddr(ulIP, 0).DottedDecimal(), ushPort) != 0)
         return false;
 
-    if (!SourceFtpServer.SendCommand(CCommand::cmdRETR, strSourceFile))
+    // The target hears STOR before the source hears RETR: a target that has
+    // connected already at PORT (pyftpdlib does) drops bytes that arrive before
+    // it knows what to store them as. Neither reply is awaited before both
+    // commands are out, since a passive side may answer only once connected.
+    if (!TargetFtpServer.SendCommand(CCommand::cmdSTOR, strTargetFile)
+        || !SourceFtpServer.SendCommand(CCommand::cmdRETR, strSourceFile))
         return false;
     CReply Reply;
-    if (!TargetFtpServer.SendCommand(CCommand::cmdSTOR, strTargetFile, Reply)
-        || !Reply.Code().IsPositivePreliminaryReply())
+    if (!TargetFtpServer.GetResponse(Reply) || !Reply.Code().IsPositivePreliminaryReply())
         return false;
 
-    // The bytes flow between the servers, unseen here; the final replies come
-    // when the whole file has passed, however long that takes.
-    const CReplyTimeout sourceWait(SourceFtpServer.m_pimpl->m_uiReplyTimeout, CopyReplyTimeout);
-    const CReplyTimeout targetWait(TargetFtpServer.m_pimpl->m_uiReplyTimeout, CopyReplyTimeout);
-    return SourceFtpServer.GetResponse(Reply) && Reply.Code().IsPositivePreliminaryReply()
-           && SourceFtpServer.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply()
-           && TargetFtpServer.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply();
+    if (!SourceFtpServer.GetResponse(Reply) || !Reply.Code().IsPositivePreliminaryReply())
+        return false;
+    {
+        // The bytes flow between the servers, unseen here; the source's final
+        // reply comes when the whole file has left, however long that takes.
+        const CReplyTimeout copyWait(SourceFtpServer.m_pimpl->m_uiReplyTimeout, CopyReplyTimeout);
+        if (!SourceFtpServer.GetResponse(Reply) || !Reply.Code().IsPositiveCompletionReply())
+            return false;
+    }
+    // The target has had every byte by then and answers within the idle time-out.
+    return TargetFtpServer.GetResponse(Reply) && Reply.Code().IsPositiveCompletionReply();
 }
 
 // ---------------------------------------------------------------------------
