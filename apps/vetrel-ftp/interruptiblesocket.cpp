@@ -21,7 +21,12 @@ const int SliceMs = 100;
 class NonBlocking
 {
 public:
-    explicit NonBlocking(int fd) : m_fd(fd), m_flags(::fcntl(fd, F_GETFL)) { ::fcntl(fd, F_SETFL, m_flags | O_NONBLOCK); }
+    explicit NonBlocking(int fd)
+        : m_fd(fd)
+        , m_flags(::fcntl(fd, F_GETFL))
+    {
+        ::fcntl(fd, F_SETFL, m_flags | O_NONBLOCK);
+    }
     ~NonBlocking()
     {
         const int saved = errno;
@@ -38,7 +43,9 @@ private:
 
 }
 
-InterruptibleSocket::InterruptibleSocket(int connectTimeout) : m_connectTimeout(connectTimeout) {}
+InterruptibleSocket::InterruptibleSocket(int connectTimeout)
+    : m_connectTimeout(connectTimeout)
+{ }
 
 void InterruptibleSocket::installInterruptHandler()
 {
@@ -61,14 +68,16 @@ std::shared_ptr<nsSocket::IBlockingSocket> InterruptibleSocket::CreateInstance()
 bool InterruptibleSocket::waitFor(short events, int nSecs) const
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::max(nSecs, 0));
-    pollfd entry{static_cast<int>(static_cast<nsSocket::SOCKET>(*this)), events, 0};
+    pollfd entry { static_cast<int>(static_cast<nsSocket::SOCKET>(*this)), events, 0 };
     for (;;) {
         if (s_interrupted) {
             errno = EINTR;
             throw CBlockingSocketException("Interrupted");
         }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        const int result = ::poll(&entry, 1, static_cast<int>(std::clamp<long long>(left.count(), 0, SliceMs)));
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        const int result
+            = ::poll(&entry, 1, static_cast<int>(std::clamp<long long>(left.count(), 0, SliceMs)));
         if (result > 0)
             return true;
         if (result < 0 && errno != EINTR)

@@ -19,7 +19,8 @@ QStringList netrcWords(const QString &text)
             inMacro = !line.trimmed().isEmpty();
             continue;
         }
-        const QStringList lineWords = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        const QStringList lineWords
+            = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
         for (int i = 0; i < lineWords.size(); ++i) {
             if (lineWords[i] == QLatin1String("macdef")) {
                 inMacro = true;
@@ -73,7 +74,7 @@ bool readNetrc(const QString &path, const QString &host, NetrcEntry &entry, QStr
             current->account = value;
             ++i;
         } else if (word == QLatin1String("login") || word == QLatin1String("password")
-                   || word == QLatin1String("account")) {
+            || word == QLatin1String("account")) {
             ++i;
         } else {
             continue;

@@ -15,7 +15,7 @@ const int BarWidth = 30;
 const qint64 RedrawIntervalMs = 100;
 
 /// A socket failure ("Connect error 0x0000006f") in words; the library's own messages stay as they are.
-QString inWords(const QString& message)
+QString inWords(const QString &message)
 {
     static const QRegularExpression socketError(QStringLiteral("^(.+) error(?: 0x([0-9a-f]{8}))?$"));
     const QRegularExpressionMatch match = socketError.match(message);
@@ -44,8 +44,9 @@ QString mebibytes(long bytes)
 
 }
 
-SessionObserver::SessionObserver(nsFTP::CFTPClient& client, bool verbose, bool progress)
-    : m_verbose(verbose), m_progress(progress)
+SessionObserver::SessionObserver(nsFTP::CFTPClient &client, bool verbose, bool progress)
+    : m_verbose(verbose)
+    , m_progress(progress)
 {
     client.AttachObserver(this);
 }
@@ -61,10 +62,11 @@ QString SessionObserver::failureReason() const
 
 bool SessionObserver::failed() const
 {
-    return !m_lastError.isEmpty() || m_lastReply.startsWith(QLatin1Char('4')) || m_lastReply.startsWith(QLatin1Char('5'));
+    return !m_lastError.isEmpty() || m_lastReply.startsWith(QLatin1Char('4'))
+        || m_lastReply.startsWith(QLatin1Char('5'));
 }
 
-void SessionObserver::OnInternalError(const tstring& strErrorMsg, const tstring&, unsigned int)
+void SessionObserver::OnInternalError(const tstring &strErrorMsg, const tstring &, unsigned int)
 {
     const QString raw = QString::fromStdString(strErrorMsg);
     const QString words = inWords(raw);
@@ -73,53 +75,54 @@ void SessionObserver::OnInternalError(const tstring& strErrorMsg, const tstring&
         std::fprintf(stderr, "!! %s\n", strErrorMsg.c_str());
 }
 
-void SessionObserver::OnSendCommand(const nsFTP::CCommand& command, const nsFTP::CArg& arguments)
+void SessionObserver::OnSendCommand(const nsFTP::CCommand &command, const nsFTP::CArg &arguments)
 {
     // A new command starts a new story: an older error no longer explains a failure.
     m_lastError.clear();
     if (!m_verbose)
         return;
     const bool secret = command == nsFTP::CCommand::cmdPASS || command == nsFTP::CCommand::cmdACCT;
-    std::fprintf(stderr, "-> %s\n", secret ? (command.AsString() + " ****").c_str() : command.AsString(arguments).c_str());
+    std::fprintf(stderr, "-> %s\n",
+        secret ? (command.AsString() + " ****").c_str() : command.AsString(arguments).c_str());
 }
 
-void SessionObserver::OnResponse(const nsFTP::CFTPClient::CReply& reply)
+void SessionObserver::OnResponse(const nsFTP::CFTPClient::CReply &reply)
 {
     m_lastReply = QString::fromStdString(reply.Value());
     if (reply.Code().IsPositivePreliminaryReply())
         m_lastPreliminaryReply = m_lastReply;
     if (!m_verbose)
         return;
-    for (const QString& line : m_lastReply.split(QStringLiteral("\r\n")))
+    for (const QString &line : m_lastReply.split(QStringLiteral("\r\n")))
         std::fprintf(stderr, "<- %s\n", line.toLocal8Bit().constData());
 }
 
-void SessionObserver::OnBytesReceived(const std::vector<char>&, long lReceivedBytes)
+void SessionObserver::OnBytesReceived(const std::vector<char> &, long lReceivedBytes)
 {
     advance(lReceivedBytes);
 }
 
-void SessionObserver::OnBytesSent(const std::vector<char>&, long lSentBytes)
+void SessionObserver::OnBytesSent(const std::vector<char> &, long lSentBytes)
 {
     advance(lSentBytes);
 }
 
-void SessionObserver::OnPreReceiveFile(const tstring&, const tstring&, long lFileSize)
+void SessionObserver::OnPreReceiveFile(const tstring &, const tstring &, long lFileSize)
 {
     beginTransfer(lFileSize);
 }
 
-void SessionObserver::OnPreSendFile(const tstring&, const tstring&, long lFileSize)
+void SessionObserver::OnPreSendFile(const tstring &, const tstring &, long lFileSize)
 {
     beginTransfer(lFileSize);
 }
 
-void SessionObserver::OnPostReceiveFile(const tstring&, const tstring&, long)
+void SessionObserver::OnPostReceiveFile(const tstring &, const tstring &, long)
 {
     endTransfer();
 }
 
-void SessionObserver::OnPostSendFile(const tstring&, const tstring&, long)
+void SessionObserver::OnPostSendFile(const tstring &, const tstring &, long)
 {
     endTransfer();
 }

@@ -6,7 +6,6 @@
 #include <QElapsedTimer>
 #include <QString>
 
-
 /**
  * Watches one client for the command-line program: keeps the last error and
  * the last reply for the one-line failure message, echoes the dialogue with
@@ -17,7 +16,7 @@
 class SessionObserver : public nsFTP::CFTPClient::CNotification
 {
 public:
-    SessionObserver(nsFTP::CFTPClient& client, bool verbose, bool progress);
+    SessionObserver(nsFTP::CFTPClient &client, bool verbose, bool progress);
 
     /// The reason of the last failure: the client's own error, else the server's last reply.
     QString failureReason() const;
@@ -28,23 +27,22 @@ public:
     /// True when the last command failed: an error of the client or a 4xx/5xx reply.
     bool failed() const;
 
-    void OnInternalError(const nsFTP::tstring& strErrorMsg, const nsFTP::tstring& strFileName,
-                         unsigned int iLineNr) override;
-    void OnSendCommand(const nsFTP::CCommand& command, const nsFTP::CArg& arguments) override;
-    void OnResponse(const nsFTP::CFTPClient::CReply& reply) override;
-    void OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes) override;
-    void OnBytesSent(const std::vector<char>& vBuffer, long lSentBytes) override;
-    void OnPreReceiveFile(const nsFTP::tstring& strSourceFile, const nsFTP::tstring& strTargetFile,
-                          long lFileSize) override;
-    void OnPreSendFile(const nsFTP::tstring& strSourceFile, const nsFTP::tstring& strTargetFile,
-                       long lFileSize) override;
-    void OnPostReceiveFile(const nsFTP::tstring& strSourceFile, const nsFTP::tstring& strTargetFile,
-                           long lFileSize) override;
-    void OnPostSendFile(const nsFTP::tstring& strSourceFile, const nsFTP::tstring& strTargetFile,
-                        long lFileSize) override;
+    void OnInternalError(
+        const nsFTP::tstring &strErrorMsg, const nsFTP::tstring &strFileName, unsigned int iLineNr) override;
+    void OnSendCommand(const nsFTP::CCommand &command, const nsFTP::CArg &arguments) override;
+    void OnResponse(const nsFTP::CFTPClient::CReply &reply) override;
+    void OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes) override;
+    void OnBytesSent(const std::vector<char> &vBuffer, long lSentBytes) override;
+    void OnPreReceiveFile(
+        const nsFTP::tstring &strSourceFile, const nsFTP::tstring &strTargetFile, long lFileSize) override;
+    void OnPreSendFile(
+        const nsFTP::tstring &strSourceFile, const nsFTP::tstring &strTargetFile, long lFileSize) override;
+    void OnPostReceiveFile(
+        const nsFTP::tstring &strSourceFile, const nsFTP::tstring &strTargetFile, long lFileSize) override;
+    void OnPostSendFile(
+        const nsFTP::tstring &strSourceFile, const nsFTP::tstring &strTargetFile, long lFileSize) override;
 
 private:
-
     void beginTransfer(long total);
     void advance(long bytes);
     void endTransfer();

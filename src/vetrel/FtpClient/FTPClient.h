@@ -39,7 +39,7 @@ public:
     class ITransferNotification;
     class IFileListParser;
 
-    typedef std::set<CNotification*> TObserverSet;
+    typedef std::set<CNotification *> TObserverSet;
     typedef std::vector<tstring> TStringVector;
     typedef std::shared_ptr<CFTPFileStatus> TSpFTPFileStatus;
     typedef std::vector<TSpFTPFileStatus> TSpFTPFileStatusVector;
@@ -53,11 +53,11 @@ public:
         {
         public:
             CCode() = default;
-            explicit CCode(const tstring& strCode) { Set(strCode); }
+            explicit CCode(const tstring &strCode) { Set(strCode); }
 
-            const tstring& Value() const { return m_strCode; }
+            const tstring &Value() const { return m_strCode; }
             /// Takes the code when it is valid and returns true; otherwise clears it.
-            bool Set(const tstring& strCode);
+            bool Set(const tstring &strCode);
             bool IsEmpty() const { return m_strCode.empty(); }
 
             bool IsPositiveReply() const;
@@ -74,10 +74,11 @@ public:
             tstring m_strCode;
         };
 
-        /// Stores the text and takes its first three characters as the code; false when they are no valid code.
-        bool Set(const tstring& strResponse);
-        const tstring& Value() const { return m_strResponse; }
-        const CCode& Code() const { return m_Code; }
+        /// Stores the text and takes its first three characters as the code; false when they are no valid
+        /// code.
+        bool Set(const tstring &strResponse);
+        const tstring &Value() const { return m_strResponse; }
+        const CCode &Code() const { return m_Code; }
 
     private:
         tstring m_strResponse;
@@ -91,31 +92,40 @@ public:
     class VETREL_EXPORT CNotification
     {
     public:
-        CNotification() : m_Links(this) {}
-        CNotification(const CNotification&) : m_Links(this) {}
-        CNotification& operator=(const CNotification&) { return *this; }
+        CNotification()
+            : m_Links(this)
+        { }
+        CNotification(const CNotification &)
+            : m_Links(this)
+        { }
+        CNotification &operator=(const CNotification &) { return *this; }
         virtual ~CNotification() = default;
 
-        virtual void OnInternalError(const tstring& /*strErrorMsg*/, const tstring& /*strFileName*/,
-                                     unsigned int /*iLineNr*/) {}
-        virtual void OnBeginReceivingData() {}
-        virtual void OnEndReceivingData(long /*lReceivedBytes*/) {}
-        virtual void OnBytesReceived(const std::vector<char>& /*vBuffer*/, long /*lReceivedBytes*/) {}
-        virtual void OnBytesSent(const std::vector<char>& /*vBuffer*/, long /*lSentBytes*/) {}
-        virtual void OnPreReceiveFile(const tstring& /*strSourceFile*/, const tstring& /*strTargetFile*/,
-                                      long /*lFileSize*/) {}
-        virtual void OnPreSendFile(const tstring& /*strSourceFile*/, const tstring& /*strTargetFile*/,
-                                   long /*lFileSize*/) {}
-        virtual void OnPostReceiveFile(const tstring& /*strSourceFile*/, const tstring& /*strTargetFile*/,
-                                       long /*lFileSize*/) {}
-        virtual void OnPostSendFile(const tstring& /*strSourceFile*/, const tstring& /*strTargetFile*/,
-                                    long /*lFileSize*/) {}
-        virtual void OnSendCommand(const CCommand& /*command*/, const CArg& /*arguments*/) {}
-        virtual void OnResponse(const CReply& /*reply*/) {}
+        virtual void OnInternalError(
+            const tstring & /*strErrorMsg*/, const tstring & /*strFileName*/, unsigned int /*iLineNr*/)
+        { }
+        virtual void OnBeginReceivingData() { }
+        virtual void OnEndReceivingData(long /*lReceivedBytes*/) { }
+        virtual void OnBytesReceived(const std::vector<char> & /*vBuffer*/, long /*lReceivedBytes*/) { }
+        virtual void OnBytesSent(const std::vector<char> & /*vBuffer*/, long /*lSentBytes*/) { }
+        virtual void OnPreReceiveFile(
+            const tstring & /*strSourceFile*/, const tstring & /*strTargetFile*/, long /*lFileSize*/)
+        { }
+        virtual void OnPreSendFile(
+            const tstring & /*strSourceFile*/, const tstring & /*strTargetFile*/, long /*lFileSize*/)
+        { }
+        virtual void OnPostReceiveFile(
+            const tstring & /*strSourceFile*/, const tstring & /*strTargetFile*/, long /*lFileSize*/)
+        { }
+        virtual void OnPostSendFile(
+            const tstring & /*strSourceFile*/, const tstring & /*strTargetFile*/, long /*lFileSize*/)
+        { }
+        virtual void OnSendCommand(const CCommand & /*command*/, const CArg & /*arguments*/) { }
+        virtual void OnResponse(const CReply & /*reply*/) { }
 
     private:
         friend class nsHelper::CObserverPatternBase<CFTPClient, CNotification>;
-        nsHelper::CObserverPatternBase<CNotification, CFTPClient>& ObserverLinks() { return m_Links; }
+        nsHelper::CObserverPatternBase<CNotification, CFTPClient> &ObserverLinks() { return m_Links; }
 
         nsHelper::CObserverPatternBase<CNotification, CFTPClient> m_Links;
     };
@@ -128,9 +138,9 @@ public:
         virtual tstring GetLocalStreamName() const = 0;
         virtual long GetLocalStreamSize() const = 0;
         virtual void SetLocalStreamOffset(unsigned int uiStreamOffset) = 0;
-        virtual void OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes) = 0;
+        virtual void OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes) = 0;
         /// Fills pszBuffer with at most bufferSize bytes and reports their count; 0 ends the data.
-        virtual void OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend) = 0;
+        virtual void OnPreBytesSend(char *pszBuffer, size_t bufferSize, size_t &bytesToSend) = 0;
     };
 
     /// Turns one line of a LIST reply into a file status.
@@ -138,7 +148,7 @@ public:
     {
     public:
         virtual ~IFileListParser() = default;
-        virtual bool Parse(CFTPFileStatus& ftpFileStatus, const tstring& strLineToParse) = 0;
+        virtual bool Parse(CFTPFileStatus &ftpFileStatus, const tstring &strLineToParse) = 0;
     };
 
     /// Longest reply line kept; a longer one is a failed read.
@@ -151,23 +161,24 @@ public:
      * the per-block work (observers, target, system calls) small against the
      * bytes moved, so loopback and LAN transfers run at the network's pace.
      */
-    explicit CFTPClient(std::shared_ptr<nsSocket::IBlockingSocket> apSocket = nsSocket::CreateDefaultBlockingSocketInstance(),
-                        unsigned int uiTimeout = 10, unsigned int uiBufferSize = 256 * 1024,
-                        unsigned int uiResponseWait = 0, const tstring& strRemoteStartDirectory = "/");
+    explicit CFTPClient(
+        std::shared_ptr<nsSocket::IBlockingSocket> apSocket = nsSocket::CreateDefaultBlockingSocketInstance(),
+        unsigned int uiTimeout = 10, unsigned int uiBufferSize = 256 * 1024, unsigned int uiResponseWait = 0,
+        const tstring &strRemoteStartDirectory = "/");
     virtual ~CFTPClient();
 
-    CFTPClient(const CFTPClient&) = delete;
-    CFTPClient& operator=(const CFTPClient&) = delete;
+    CFTPClient(const CFTPClient &) = delete;
+    CFTPClient &operator=(const CFTPClient &) = delete;
 
     // Observers and settings
-    void AttachObserver(CNotification* pObserver);
-    void DetachObserver(CNotification* pObserver);
-    const TObserverSet& GetObservers() const;
+    void AttachObserver(CNotification *pObserver);
+    void DetachObserver(CNotification *pObserver);
+    const TObserverSet &GetObservers() const;
 
     void SetResumeMode(bool fEnable = true);
     bool IsResumeModeEnabled() const;
     bool IsTransferringData() const;
-    void SetFileListParser(const std::shared_ptr<IFileListParser>& apFileListParser);
+    void SetFileListParser(const std::shared_ptr<IFileListParser> &apFileListParser);
 
     /**
      * When enabled, passive data connections go to the control connection's
@@ -189,37 +200,37 @@ public:
 
     // Connection and logon
     bool IsConnected() const;
-    bool Login(const CLogonInfo& loginInfo);
+    bool Login(const CLogonInfo &loginInfo);
     int Logout();
-    bool OpenControlChannel(const tstring& strServerHost, unsigned short ushServerPort = 21);
+    bool OpenControlChannel(const tstring &strServerHost, unsigned short ushServerPort = 21);
     void CloseControlChannel();
 
     // Commands and replies
-    bool SendCommand(const CCommand& Command, const CArg& Arguments);
-    bool SendCommand(const CCommand& Command, const CArg& Arguments, CReply& Reply);
-    bool GetResponse(CReply& Reply);
-    bool GetSingleResponseLine(tstring& strResponse);
-    int SimpleErrorCheck(const CReply& Reply) const;
+    bool SendCommand(const CCommand &Command, const CArg &Arguments);
+    bool SendCommand(const CCommand &Command, const CArg &Arguments, CReply &Reply);
+    bool GetResponse(CReply &Reply);
+    bool GetSingleResponseLine(tstring &strResponse);
+    int SimpleErrorCheck(const CReply &Reply) const;
 
     // Simple commands
-    int ChangeWorkingDirectory(const tstring& strDirectory);
+    int ChangeWorkingDirectory(const tstring &strDirectory);
     int ChangeToParentDirectory();
     int PrintWorkingDirectory();
-    int MakeDirectory(const tstring& strDirectory);
-    int RemoveDirectory(const tstring& strDirectory);
-    int Delete(const tstring& strFile);
-    int Rename(const tstring& strOldName, const tstring& strNewName);
-    int Move(const tstring& strFullSourceFilePath, const tstring& strFullTargetFilePath);
-    int SiteParameters(const tstring& strCmd);
-    int Help(const tstring& strTopic = tstring());
-    int Status(const tstring& strPath = tstring());
-    int StructureMount(const tstring& strPath);
+    int MakeDirectory(const tstring &strDirectory);
+    int RemoveDirectory(const tstring &strDirectory);
+    int Delete(const tstring &strFile);
+    int Rename(const tstring &strOldName, const tstring &strNewName);
+    int Move(const tstring &strFullSourceFilePath, const tstring &strFullTargetFilePath);
+    int SiteParameters(const tstring &strCmd);
+    int Help(const tstring &strTopic = tstring());
+    int Status(const tstring &strPath = tstring());
+    int StructureMount(const tstring &strPath);
     int System();
     int Noop();
     int Reinitialize();
-    int Allocate(int iReserveBytes, const int* piMaxPageOrRecordSize = nullptr);
-    int FileStructure(const CStructure& crStructure);
-    int TransferMode(const CTransferMode& crTransferMode);
+    int Allocate(int iReserveBytes, const int *piMaxPageOrRecordSize = nullptr);
+    int FileStructure(const CStructure &crStructure);
+    int TransferMode(const CTransferMode &crTransferMode);
     /**
      * Safe from any thread. While an operation of this client runs on another
      * thread (or a transfer runs on this one), it only asks that operation's
@@ -230,48 +241,48 @@ public:
     int Abort();
 
     // Data connections
-    int Passive(unsigned int& ulIpAddress, unsigned short& ushPort);
-    int DataPort(const tstring& strHostIP, unsigned short ushPort);
+    int Passive(unsigned int &ulIpAddress, unsigned short &ushPort);
+    int DataPort(const tstring &strHostIP, unsigned short ushPort);
     int Restart(unsigned int uiPosition);
-    int RepresentationType(const CRepresentation& repType, unsigned int dwSize = 0);
-    bool ExecuteDatachannelCommand(const CCommand& crDatachannelCmd, const tstring& strPath,
-                                   const CRepresentation& representation, bool fPasv,
-                                   unsigned int dwByteOffset, ITransferNotification& Observer);
+    int RepresentationType(const CRepresentation &repType, unsigned int dwSize = 0);
+    bool ExecuteDatachannelCommand(const CCommand &crDatachannelCmd, const tstring &strPath,
+        const CRepresentation &representation, bool fPasv, unsigned int dwByteOffset,
+        ITransferNotification &Observer);
 
     // Listings
-    bool List(const tstring& strPath, TStringVector& vstrFileList, bool fPasv = true);
-    bool NameList(const tstring& strPath, TStringVector& vstrFileList, bool fPasv = true);
+    bool List(const tstring &strPath, TStringVector &vstrFileList, bool fPasv = true);
+    bool NameList(const tstring &strPath, TStringVector &vstrFileList, bool fPasv = true);
     /// Lists with MLSD when the server offers it (FEAT), whose facts are exact; otherwise LIST through the
     /// parser.
-    bool List(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv = true);
-    bool NameList(const tstring& strPath, TSpFTPFileStatusVector& vFileList, bool fPasv = true);
+    bool List(const tstring &strPath, TSpFTPFileStatusVector &vFileList, bool fPasv = true);
+    bool NameList(const tstring &strPath, TSpFTPFileStatusVector &vFileList, bool fPasv = true);
 
     // File transfers
-    bool DownloadFile(const tstring& strRemoteFile, const tstring& strLocalFile,
-                      const CRepresentation& repType, bool fPasv = true);
-    bool DownloadFile(const tstring& strRemoteFile, ITransferNotification& Observer,
-                      const CRepresentation& repType, bool fPasv = true);
-    bool DownloadFile(const tstring& strSourceFile, const CFTPClient& TargetFtpServer,
-                      const tstring& strTargetFile, const CRepresentation& repType, bool fPasv = true) const;
-    bool UploadFile(const tstring& strLocalFile, const tstring& strRemoteFile, bool fStoreUnique,
-                    const CRepresentation& repType, bool fPasv = true);
-    bool UploadFile(ITransferNotification& Observer, const tstring& strRemoteFile, bool fStoreUnique,
-                    const CRepresentation& repType, bool fPasv = true);
-    bool UploadFile(const CFTPClient& SourceFtpServer, const tstring& strSourceFile,
-                    const tstring& strTargetFile, const CRepresentation& repType, bool fPasv = true) const;
+    bool DownloadFile(const tstring &strRemoteFile, const tstring &strLocalFile,
+        const CRepresentation &repType, bool fPasv = true);
+    bool DownloadFile(const tstring &strRemoteFile, ITransferNotification &Observer,
+        const CRepresentation &repType, bool fPasv = true);
+    bool DownloadFile(const tstring &strSourceFile, const CFTPClient &TargetFtpServer,
+        const tstring &strTargetFile, const CRepresentation &repType, bool fPasv = true) const;
+    bool UploadFile(const tstring &strLocalFile, const tstring &strRemoteFile, bool fStoreUnique,
+        const CRepresentation &repType, bool fPasv = true);
+    bool UploadFile(ITransferNotification &Observer, const tstring &strRemoteFile, bool fStoreUnique,
+        const CRepresentation &repType, bool fPasv = true);
+    bool UploadFile(const CFTPClient &SourceFtpServer, const tstring &strSourceFile,
+        const tstring &strTargetFile, const CRepresentation &repType, bool fPasv = true) const;
 
-    int FileSize(const tstring& strPath, long& lSize);
-    int FileModificationTime(const tstring& strPath, tm& tmModificationTime);
-    int FileModificationTime(const tstring& strPath, tstring& strModificationTime);
+    int FileSize(const tstring &strPath, long &lSize);
+    int FileModificationTime(const tstring &strPath, tm &tmModificationTime);
+    int FileModificationTime(const tstring &strPath, tstring &strModificationTime);
 
 private:
     class CPimpl;
     friend class nsHelper::CObserverPatternBase<CNotification, CFTPClient>;
-    nsHelper::CObserverPatternBase<CFTPClient, CNotification>& ObserverLinks();
+    nsHelper::CObserverPatternBase<CFTPClient, CNotification> &ObserverLinks();
 
-    static bool TransferFile(const CFTPClient& crSourceFtpServer, const tstring& strSourceFile,
-                             const CFTPClient& crTargetFtpServer, const tstring& strTargetFile,
-                             const CRepresentation& repType, bool fSourceIsPassive);
+    static bool TransferFile(const CFTPClient &crSourceFtpServer, const tstring &strSourceFile,
+        const CFTPClient &crTargetFtpServer, const tstring &strTargetFile, const CRepresentation &repType,
+        bool fSourceIsPassive);
 
     const std::unique_ptr<CPimpl> m_pimpl;
 };

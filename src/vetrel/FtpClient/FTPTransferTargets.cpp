@@ -13,7 +13,10 @@ namespace nsFTP
 class COutputStream::CPimpl
 {
 public:
-    CPimpl(const tstring& strEol, const tstring& strName) : m_strEol(strEol), m_strName(strName) {}
+    CPimpl(const tstring &strEol, const tstring &strName)
+        : m_strEol(strEol)
+        , m_strName(strName)
+    { }
 
     const tstring m_strEol;
     const tstring m_strName;
@@ -21,10 +24,9 @@ public:
     size_t m_nCurrentPos = 0;
 };
 
-COutputStream::COutputStream(const tstring& strEolCharacterSequence, const tstring& strStreamName)
+COutputStream::COutputStream(const tstring &strEolCharacterSequence, const tstring &strStreamName)
     : m_pimpl(new CPimpl(strEolCharacterSequence, strStreamName))
-{
-}
+{ }
 
 COutputStream::~COutputStream() = default;
 
@@ -33,10 +35,10 @@ void COutputStream::SetStartPosition()
     m_pimpl->m_nCurrentPos = 0;
 }
 
-bool COutputStream::GetNextLine(tstring& strLine)
+bool COutputStream::GetNextLine(tstring &strLine)
 {
-    const tstring& strBuffer = m_pimpl->m_strBuffer;
-    size_t& nPos = m_pimpl->m_nCurrentPos;
+    const tstring &strBuffer = m_pimpl->m_strBuffer;
+    size_t &nPos = m_pimpl->m_nCurrentPos;
     if (nPos >= strBuffer.size())
         return false;
 
@@ -51,12 +53,12 @@ bool COutputStream::GetNextLine(tstring& strLine)
     return true;
 }
 
-const tstring& COutputStream::GetBuffer() const
+const tstring &COutputStream::GetBuffer() const
 {
     return m_pimpl->m_strBuffer;
 }
 
-void COutputStream::SetBuffer(const tstring& strBuffer)
+void COutputStream::SetBuffer(const tstring &strBuffer)
 {
     m_pimpl->m_strBuffer = strBuffer;
     m_pimpl->m_nCurrentPos = 0;
@@ -77,15 +79,15 @@ void COutputStream::SetLocalStreamOffset(unsigned int uiStreamOffset)
     m_pimpl->m_nCurrentPos = std::min<size_t>(uiStreamOffset, m_pimpl->m_strBuffer.size());
 }
 
-void COutputStream::OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes)
+void COutputStream::OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes)
 {
     m_pimpl->m_strBuffer.append(vBuffer.data(), static_cast<size_t>(lReceivedBytes));
 }
 
-void COutputStream::OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend)
+void COutputStream::OnPreBytesSend(char *pszBuffer, size_t bufferSize, size_t &bytesToSend)
 {
-    const tstring& strBuffer = m_pimpl->m_strBuffer;
-    size_t& nPos = m_pimpl->m_nCurrentPos;
+    const tstring &strBuffer = m_pimpl->m_strBuffer;
+    size_t &nPos = m_pimpl->m_nCurrentPos;
     bytesToSend = std::min(bufferSize, strBuffer.size() - std::min(nPos, strBuffer.size()));
     std::memcpy(pszBuffer, strBuffer.data() + nPos, bytesToSend);
     nPos += bytesToSend;
@@ -95,8 +97,11 @@ class CFile::CPimpl
 {
 public:
     /// The open file: the plain one, or the temporary one of OpenReplacing().
-    QFileDevice& Device() { return m_apSaveFile ? static_cast<QFileDevice&>(*m_apSaveFile) : m_File; }
-    const QFileDevice& Device() const { return m_apSaveFile ? static_cast<const QFileDevice&>(*m_apSaveFile) : m_File; }
+    QFileDevice &Device() { return m_apSaveFile ? static_cast<QFileDevice &>(*m_apSaveFile) : m_File; }
+    const QFileDevice &Device() const
+    {
+        return m_apSaveFile ? static_cast<const QFileDevice &>(*m_apSaveFile) : m_File;
+    }
 
     /// Keeps the system's own words: Qt says "Unknown error" for some failed writes.
     void Fail(int iError)
@@ -112,7 +117,9 @@ public:
     bool m_fGood = true;
 };
 
-CFile::CFile() : m_pimpl(new CPimpl) {}
+CFile::CFile()
+    : m_pimpl(new CPimpl)
+{ }
 
 CFile::~CFile()
 {
@@ -120,7 +127,7 @@ CFile::~CFile()
     Close();
 }
 
-bool CFile::Open(const tstring& strFileName, QIODevice::OpenMode mode)
+bool CFile::Open(const tstring &strFileName, QIODevice::OpenMode mode)
 {
     Close();
     m_pimpl->m_apSaveFile.reset();
@@ -131,7 +138,7 @@ bool CFile::Open(const tstring& strFileName, QIODevice::OpenMode mode)
     return m_pimpl->m_File.open(mode | QIODevice::Unbuffered);
 }
 
-bool CFile::OpenReplacing(const tstring& strFileName)
+bool CFile::OpenReplacing(const tstring &strFileName)
 {
     Close();
     m_pimpl->m_fGood = true;
@@ -172,7 +179,8 @@ bool CFile::IsGood() const
 
 tstring CFile::ErrorString() const
 {
-    const QString strError = m_pimpl->m_strError.isEmpty() ? m_pimpl->Device().errorString() : m_pimpl->m_strError;
+    const QString strError
+        = m_pimpl->m_strError.isEmpty() ? m_pimpl->Device().errorString() : m_pimpl->m_strError;
     return strError.toLocal8Bit().toStdString();
 }
 
@@ -183,28 +191,28 @@ tstring CFile::GetLocalStreamName() const
 
 long CFile::GetLocalStreamSize() const
 {
-    const QFileDevice& device = m_pimpl->Device();
+    const QFileDevice &device = m_pimpl->Device();
     return device.isOpen() ? static_cast<long>(device.size()) : 0;
 }
 
 void CFile::SetLocalStreamOffset(unsigned int uiStreamOffset)
 {
-    QFileDevice& device = m_pimpl->Device();
+    QFileDevice &device = m_pimpl->Device();
     if (device.isOpen() && !device.seek(uiStreamOffset))
         m_pimpl->m_fGood = false;
 }
 
-void CFile::OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes)
+void CFile::OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes)
 {
-    QFileDevice& device = m_pimpl->Device();
+    QFileDevice &device = m_pimpl->Device();
     if (device.isOpen() && device.write(vBuffer.data(), lReceivedBytes) != lReceivedBytes)
         m_pimpl->Fail(errno);
 }
 
-void CFile::OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend)
+void CFile::OnPreBytesSend(char *pszBuffer, size_t bufferSize, size_t &bytesToSend)
 {
     bytesToSend = 0;
-    QFileDevice& device = m_pimpl->Device();
+    QFileDevice &device = m_pimpl->Device();
     if (!device.isOpen())
         return;
     const qint64 iRead = device.read(pszBuffer, static_cast<qint64>(bufferSize));

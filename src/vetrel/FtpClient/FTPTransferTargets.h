@@ -19,24 +19,24 @@ namespace nsFTP
 class VETREL_EXPORT COutputStream : public CFTPClient::ITransferNotification
 {
 public:
-    COutputStream(const tstring& strEolCharacterSequence, const tstring& strStreamName);
+    COutputStream(const tstring &strEolCharacterSequence, const tstring &strStreamName);
     ~COutputStream() override;
 
-    COutputStream(const COutputStream&) = delete;
-    COutputStream& operator=(const COutputStream&) = delete;
+    COutputStream(const COutputStream &) = delete;
+    COutputStream &operator=(const COutputStream &) = delete;
 
     /// Rewinds the read position to the start of the text.
     void SetStartPosition();
     /// The text from the read position up to the next end-of-line sequence; false at the end of the text.
-    bool GetNextLine(tstring& strLine);
-    const tstring& GetBuffer() const;
-    void SetBuffer(const tstring& strBuffer);
+    bool GetNextLine(tstring &strLine);
+    const tstring &GetBuffer() const;
+    void SetBuffer(const tstring &strBuffer);
 
     tstring GetLocalStreamName() const override;
     long GetLocalStreamSize() const override;
     void SetLocalStreamOffset(unsigned int uiStreamOffset) override;
-    void OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes) override;
-    void OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend) override;
+    void OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes) override;
+    void OnPreBytesSend(char *pszBuffer, size_t bufferSize, size_t &bytesToSend) override;
 
 private:
     class CPimpl;
@@ -53,17 +53,17 @@ public:
     CFile();
     ~CFile() override;
 
-    CFile(const CFile&) = delete;
-    CFile& operator=(const CFile&) = delete;
+    CFile(const CFile &) = delete;
+    CFile &operator=(const CFile &) = delete;
 
     /// Opens the file named in the local 8-bit encoding; QIODevice::Append positions at its end.
-    bool Open(const tstring& strFileName, QIODevice::OpenMode mode);
+    bool Open(const tstring &strFileName, QIODevice::OpenMode mode);
     /**
      * Opens for writing a temporary file beside the one named, which takes
      * that name only when Close() succeeds; until then the named file stays
      * as it was. Destroying the object without Close() drops what was written.
      */
-    bool OpenReplacing(const tstring& strFileName);
+    bool OpenReplacing(const tstring &strFileName);
     /// Drops what a file opened by OpenReplacing() holds; no effect on other files.
     void Discard();
     /// Closes; false when a read or write failed at any point while it was open.
@@ -77,8 +77,8 @@ public:
     tstring GetLocalStreamName() const override;
     long GetLocalStreamSize() const override;
     void SetLocalStreamOffset(unsigned int uiStreamOffset) override;
-    void OnBytesReceived(const std::vector<char>& vBuffer, long lReceivedBytes) override;
-    void OnPreBytesSend(char* pszBuffer, size_t bufferSize, size_t& bytesToSend) override;
+    void OnBytesReceived(const std::vector<char> &vBuffer, long lReceivedBytes) override;
+    void OnPreBytesSend(char *pszBuffer, size_t bufferSize, size_t &bytesToSend) override;
 
 private:
     class CPimpl;

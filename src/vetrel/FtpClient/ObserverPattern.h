@@ -19,22 +19,24 @@ namespace nsHelper
  * The link is held as a member rather than inherited so that a class can link
  * to its own nested observer type.
  */
-template <typename TSelf, typename TPartner>
+template<typename TSelf, typename TPartner>
 class CObserverPatternBase
 {
 public:
-    typedef std::set<TPartner*> TPartnerSet;
+    typedef std::set<TPartner *> TPartnerSet;
 
-    explicit CObserverPatternBase(TSelf* pSelf) : m_pSelf(pSelf) {}
+    explicit CObserverPatternBase(TSelf *pSelf)
+        : m_pSelf(pSelf)
+    { }
     ~CObserverPatternBase() { UnlinkAll(); }
 
     // A link is a relation between two particular objects; an owner that is
     // copied builds a fresh, unlinked side for the copy.
-    CObserverPatternBase(const CObserverPatternBase&) = delete;
-    CObserverPatternBase& operator=(const CObserverPatternBase&) = delete;
+    CObserverPatternBase(const CObserverPatternBase &) = delete;
+    CObserverPatternBase &operator=(const CObserverPatternBase &) = delete;
 
     /// Links both sides; false when they were linked already.
-    bool Link(TPartner* pPartner)
+    bool Link(TPartner *pPartner)
     {
         if (!m_setPartners.insert(pPartner).second)
             return false;
@@ -43,7 +45,7 @@ public:
     }
 
     /// Unlinks both sides; false when they were not linked.
-    bool Unlink(TPartner* pPartner)
+    bool Unlink(TPartner *pPartner)
     {
         if (m_setPartners.erase(pPartner) == 0)
             return false;
@@ -53,20 +55,23 @@ public:
 
     void UnlinkAll()
     {
-        for (TPartner* pPartner : m_setPartners)
+        for (TPartner *pPartner : m_setPartners)
             OtherSide(pPartner).m_setPartners.erase(m_pSelf);
         m_setPartners.clear();
     }
 
-    const TPartnerSet& Partners() const { return m_setPartners; }
+    const TPartnerSet &Partners() const { return m_setPartners; }
 
 private:
-    template <typename, typename>
+    template<typename, typename>
     friend class CObserverPatternBase;
 
-    static CObserverPatternBase<TPartner, TSelf>& OtherSide(TPartner* pPartner) { return pPartner->ObserverLinks(); }
+    static CObserverPatternBase<TPartner, TSelf> &OtherSide(TPartner *pPartner)
+    {
+        return pPartner->ObserverLinks();
+    }
 
-    TSelf* const m_pSelf;
+    TSelf *const m_pSelf;
     TPartnerSet m_setPartners;
 };
 
