@@ -33,10 +33,11 @@ namespace
     const int StepsPerSequence = 6;
 
     /**
-     * The logon sequences, one row per firewall type: six steps of (command, next
-     * step on 2xx, next step on 3xx); -2 ends a sequence logged on, -1 failed. Under
-     * SITE_HOSTNAME a 2xx answer to SITE, and under USER_REMOTEID@REMOTEHOST_FIREID a
-     * 2xx answer to the first USER, are failures: those firewalls never answer so.
+     * One row per firewall type, six steps each: the command to send, then where
+     * to go on a 2xx and where on a 3xx; -2 means logged on, -1 gave up. Two 2xx
+     * entries lead to failure on purpose (SITE behind a SITE firewall, the first
+     * USER behind the remote@host firewall): a real firewall of that kind asks
+     * for more there, so a completion reply means something else answered.
      */
     const int LogonSequences[9][StepsPerSequence * 3] = {
         { 0, -2, 3, 1, -2, 6, 2, -2, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0 },

@@ -29,7 +29,8 @@ class CFile;
  * never leave the client: they reach the attached observers through
  * CNotification::OnInternalError and turn into a false or -1 result.
  *
- * Simple commands return 0 for a 2xx reply, 1 for 4xx/5xx and -1 otherwise.
+ * A one-reply command gives 0 on success (2xx), 1 when the server said no
+ * (4xx, 5xx) and -1 when no usable answer came.
  */
 class VETREL_EXPORT CFTPClient
 {
