@@ -15,6 +15,8 @@ stage "$root/scripts/install-deps.sh"
 cmake -S "$root" -B "$build" -G Ninja
 stage cmake --build "$build"
 stage ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
+# The libraries' exported interface against the committed baseline in abi/.
+stage "$root/scripts/check-abi.sh"
 # The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
 stage "$root/scripts/run-sanitized-tests.sh"
 # The tests that run threads once more under ThreadSanitizer.
