@@ -1,3 +1,4 @@
+#include <vetrel/dateedit.h>
 #include <vetrel/lineedit.h>
 #include <vetrel/properties.h>
 
@@ -248,6 +249,8 @@ private Q_SLOTS:
     void storeAndCoalescing();
     void propagationBetweenLineEdits();
     void reformattingSettles();
+    void dateEditBesideLineEdit_data();
+    void dateEditBesideLineEdit();
     void runawayCascadeStops();
     void initialValues();
     void classInfoWalk_data();
@@ -265,7 +268,7 @@ private Q_SLOTS:
 
 void TestProperties::storeAndCoalescing()
 {
-    Properties properties(Values{{QStringLiteral("Qty"), 5}});
+    Properties properties(Values { { QStringLiteral("Qty"), 5 } });
     QSignalSpy changed(&properties, &Properties::hasChanged);
     QCOMPARE(properties.values().value(QStringLiteral("Qty")), QVariant(QStringLiteral("5")));
 
@@ -276,7 +279,7 @@ void TestProperties::storeAndCoalescing()
     QVERIFY(changed.wait());
     QCoreApplication::processEvents();
     QCOMPARE(changed.count(), 1);
-    QCOMPARE(properties.values().keys(), (QStringList{QStringLiteral("Price"), QStringLiteral("Qty")}));
+    QCOMPARE(properties.values().keys(), (QStringList { QStringLiteral("Price"), QStringLiteral("Qty") }));
 
     // An unchanged value still announces itself.
     properties.setValue(QStringLiteral("Price"), QStringLiteral("10"));
@@ -299,7 +302,7 @@ void TestProperties::propagationBetweenLineEdits()
     QVERIFY(changed.wait());
     QCoreApplication::processEvents();
     QCOMPARE(changed.count(), 1);
-    QCOMPARE(properties.objectProperty(price.first), QList<QString>{QStringLiteral("Price")});
+    QCOMPARE(properties.objectProperty(price.first), QList<QString> { QStringLiteral("Price") });
     QVERIFY(properties.objectProperty(&price.form).isEmpty());
 }
 
@@ -321,6 +324,47 @@ void TestProperties::reformattingSettles()
     QCOMPARE(edit->text(), QStringLiteral("1.50"));
     QCOMPARE(properties.values().value(QStringLiteral("Price")).toString(), QStringLiteral("1.50"));
     QCOMPARE(warnings.count(), 0);
+}
+
+void TestProperties::dateEditBesideLineEdit_data()
+{
+    QTest::addColumn<bool>("dateEditFirst");
+    QTest::newRow("line edit bound first") << false;
+    QTest::newRow("date edit bound first") << true;
+}
+
+// The date editor rewrites what it is given: a value in another notation
+// comes back spelt out, a half-typed one comes back empty.
+void TestProperties::dateEditBesideLineEdit()
+{
+    QFETCH(bool, dateEditFirst);
+    QWidget form;
+    auto *date = new DateEdit(&form);
+    auto *edit = new LineEdit(&form);
+    Properties properties;
+    const QString day = QStringLiteral("Day");
+    properties.connectOne(day, dateEditFirst ? static_cast<QObject *>(date) : edit, "Value");
+    properties.connectOne(day, dateEditFirst ? static_cast<QObject *>(edit) : date, "Value");
+    const auto stored = [&] { return properties.values().value(day).toString(); };
+
+    const QString canonical = QStringLiteral("2024.02.01 00:00:00.000");
+    properties.setValue(day, QStringLiteral("2024-02-01"));
+    QCOMPARE(stored(), canonical);
+    QCOMPARE(edit->text(), canonical);
+    QCOMPARE(date->getValue(), canonical);
+
+    // Every keystroke stays, although the date editor can make nothing of it.
+    edit->selectAll();
+    QTest::keyClicks(edit, QStringLiteral("2024.03"));
+    QCOMPARE(edit->text(), QStringLiteral("2024.03"));
+    QCOMPARE(stored(), QStringLiteral("2024.03"));
+    QCOMPARE(date->getValue(), QString());
+
+    QTest::keyClicks(edit, QStringLiteral(".05"));
+    const QString march = QStringLiteral("2024.03.05 00:00:00.000");
+    QCOMPARE(stored(), march);
+    QCOMPARE(edit->text(), march);
+    QCOMPARE(date->getValue(), march);
 }
 
 void TestProperties::runawayCascadeStops()
@@ -351,12 +395,13 @@ void TestProperties::runawayCascadeStops()
 
 void TestProperties::initialValues()
 {
-    for (const bool preset : {false, true}) {
+    for (const bool preset : { false, true }) {
         PriceForm price;
         LineEdit *first = price.first;
         LineEdit *second = price.second;
         second->setText(QStringLiteral("stale"));
-        Properties properties(preset ? Values{{QStringLiteral("Price"), QStringLiteral("7")}} : Values());
+        Properties properties(
+            preset ? Values { { QStringLiteral("Price"), QStringLiteral("7") } } : Values());
         QSignalSpy changed(&properties, &Properties::hasChanged);
         QCoreApplication::processEvents();
         changed.clear();
@@ -378,12 +423,15 @@ void TestProperties::classInfoWalk_data()
     QTest::addColumn<QStringList>("rootNames");
 
     // Plain is write-only, so it records a name but never supplies a value.
-    QTest::newRow("thisOnly keeps children out") << 0 << QStringList{"Alpha"} << QStringList{"Plain", "Alpha"};
-    QTest::newRow("this walks children") << 1 << QStringList{"Beta", "Child"} << QStringList{"Beta"};
-    QTest::newRow("super binds the base's own") << 2 << QStringList{"Alpha"} << QStringList{"Plain", "Alpha"};
-    QTest::newRow("inherited thisOnly binds only the subclass's") << 3 << QStringList{"Gamma"} << QStringList{"Gamma"};
-    QTest::newRow("unknown value walks children only") << 4 << QStringList{"Child"} << QStringList();
-    QTest::newRow("no class info walks children only") << 5 << QStringList{"Child"} << QStringList();
+    QTest::newRow("thisOnly keeps children out")
+        << 0 << QStringList { "Alpha" } << QStringList { "Plain", "Alpha" };
+    QTest::newRow("this walks children") << 1 << QStringList { "Beta", "Child" } << QStringList { "Beta" };
+    QTest::newRow("super binds the base's own")
+        << 2 << QStringList { "Alpha" } << QStringList { "Plain", "Alpha" };
+    QTest::newRow("inherited thisOnly binds only the subclass's")
+        << 3 << QStringList { "Gamma" } << QStringList { "Gamma" };
+    QTest::newRow("unknown value walks children only") << 4 << QStringList { "Child" } << QStringList();
+    QTest::newRow("no class info walks children only") << 5 << QStringList { "Child" } << QStringList();
 }
 
 void TestProperties::classInfoWalk()
@@ -394,12 +442,24 @@ void TestProperties::classInfoWalk()
 
     QScopedPointer<QObject> root;
     switch (kind) {
-    case 0: root.reset(new ThisOnlyBox); break;
-    case 1: root.reset(new ThisBox); break;
-    case 2: root.reset(new SuperBox); break;
-    case 3: root.reset(new InheritingBox); break;
-    case 4: root.reset(new OddBox); break;
-    default: root.reset(new QObject); break;
+    case 0:
+        root.reset(new ThisOnlyBox);
+        break;
+    case 1:
+        root.reset(new ThisBox);
+        break;
+    case 2:
+        root.reset(new SuperBox);
+        break;
+    case 3:
+        root.reset(new InheritingBox);
+        break;
+    case 4:
+        root.reset(new OddBox);
+        break;
+    default:
+        root.reset(new QObject);
+        break;
     }
     auto *child = new ChildBox(root.data());
 
@@ -417,16 +477,18 @@ void TestProperties::renaming_data()
     QTest::addColumn<QStringList>("names");
     QTest::addColumn<QString>("idName");
 
-    QTest::newRow("none") << QString() << QString() << QStringList{"BoardCode", "StockCode", "StockId"} << "StockId";
+    QTest::newRow("none") << QString() << QString() << QStringList { "BoardCode", "StockCode", "StockId" }
+                          << "StockId";
     QTest::newRow("field renames the USER property")
-        << "Stock" << QString() << QStringList{"BoardCode", "Stock", "StockCode"} << "Stock";
+        << "Stock" << QString() << QStringList { "BoardCode", "Stock", "StockCode" } << "Stock";
     QTest::newRow("fields") << QString() << "Stock=StockCode Board=BoardCode"
-                            << QStringList{"Board", "Stock", "StockId"} << "StockId";
+                            << QStringList { "Board", "Stock", "StockId" } << "StockId";
     QTest::newRow("malformed items are skipped")
         << QString() << " Stock  Board=BoardCode =StockId StockId= A=B=StockCode "
-        << QStringList{"Board", "StockCode", "StockId"} << "StockId";
-    QTest::newRow("fields override field") << "Id" << "Sec=StockId Code=StockCode Code2=StockCode"
-                                           << QStringList{"BoardCode", "Code2", "Sec"} << "Sec";
+        << QStringList { "Board", "StockCode", "StockId" } << "StockId";
+    QTest::newRow("fields override field") << "Id"
+                                           << "Sec=StockId Code=StockCode Code2=StockCode"
+                                           << QStringList { "BoardCode", "Code2", "Sec" } << "Sec";
 }
 
 void TestProperties::renaming()
@@ -461,12 +523,12 @@ void TestProperties::fieldWithoutUserProperty()
     box.setProperty("field", QStringLiteral("Price"));
     Properties properties;
     properties.connectAll(&box);
-    QCOMPARE(properties.values().keys(), (QStringList{QStringLiteral("Other"), QStringLiteral("Price")}));
+    QCOMPARE(properties.values().keys(), (QStringList { QStringLiteral("Other"), QStringLiteral("Price") }));
 }
 
 void TestProperties::writeOnlyAndVariantProperties()
 {
-    Properties properties(Values{{QStringLiteral("Plain"), QStringLiteral("given")}});
+    Properties properties(Values { { QStringLiteral("Plain"), QStringLiteral("given") } });
     ThisOnlyBox box;
     properties.connectAll(&box);
     QCOMPARE(box.plain, QStringLiteral("given"));
@@ -499,11 +561,13 @@ void TestProperties::connectOneByNameAndWarnings()
     ThisBox box;
     box.beta = QStringLiteral("b");
 
-    QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("Properties::connect: property \"Nope\" not found for object ")
-                                                  + debugText(&box)));
+    QTest::ignoreMessage(QtWarningMsg,
+        qPrintable(QStringLiteral("Properties::connect: property \"Nope\" not found for object ")
+            + debugText(&box)));
     QCOMPARE(properties.connectOne(QStringLiteral("N"), &box, "Nope"), false);
-    QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("Properties::disconnect: property \"Nope\" not found for object ")
-                                                  + debugText(&box)));
+    QTest::ignoreMessage(QtWarningMsg,
+        qPrintable(QStringLiteral("Properties::disconnect: property \"Nope\" not found for object ")
+            + debugText(&box)));
     QCOMPARE(properties.disconnectOne(&box, "Nope"), false);
     QVERIFY(properties.values().isEmpty());
     QCOMPARE(properties.connectAll(nullptr), false);
@@ -598,7 +662,8 @@ void TestProperties::dumpObjProp()
     Properties properties;
     properties.connectAll(&box);
 
-    QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("Properties::dumpObjProp ") + debugText(&properties)));
+    QTest::ignoreMessage(
+        QtDebugMsg, qPrintable(QStringLiteral("Properties::dumpObjProp ") + debugText(&properties)));
     const QString line = QStringLiteral("objProp4: ") + debugText(&box)
         + QStringLiteral(" (\"BoardCode\", \"Code\", \"StockId\")");
     for (int i = 0; i < 3; ++i)

@@ -2,20 +2,17 @@
 #define VETREL_PROPERTIES_H
 
 #include <QByteArray>
-#include <QHash>
 #include <QList>
-#include <QMap>
 #include <QObject>
-#include <QSet>
 #include <QString>
-#include <QVarLengthArray>
-#include <QVariant>
 
 #include <vetrel/vetrel_export.h>
 
 #include <vetrel/values.h>
 
-class QTimer;
+#include <memory>
+
+class PropertiesPrivate;
 
 /**
  * A form's values by binding name, kept in step with the bound Qt properties
@@ -27,6 +24,12 @@ class QTimer;
  * as text; a change of one bound property is written into every other
  * property bound under the same name, and hasChanged() follows once per pass
  * of the event loop.
+ *
+ * A widget that answers a text written into it with another text (a number
+ * editor adding trailing zeros, a date editor spelling out the time) sets
+ * that text for the whole name, whatever the order of binding. A widget that
+ * answers with an empty text could not take the value: the store and the
+ * other widgets keep it, so half-typed text elsewhere is never wiped.
  *
  * Bound objects that are destroyed while still bound are dropped from the
  * maps, so a later setValue(), reset() or values() never touches them.
@@ -85,36 +88,13 @@ Q_SIGNALS:
     void hasChanged();
 
 protected Q_SLOTS:
+    /// Takes the change of a bound property whose notify signal someone
+    /// connected here by hand; the bindings themselves do not come this way.
     void propertyChanged();
 
 private:
-    class Propagation;
-
-    template <typename Fn>
-    void forEachBound(const QString &name, const QObject *skip, Fn fn);
-    void writeToBound(const QString &name, const QString &text, const QObject *skip);
-    void scheduleHasChanged();
-    QMap<Key, Key>::const_iterator notifyingSignal(QObject *source) const;
-    void trackDestruction(QObject *object, const QString &name);
-    void objectDestroyed(QObject *object);
-
-    QMap<Key, Key> signalToProperty;
-    QMultiMap<QString, Key> nameToProperties;
-    QMap<Key, QString> propertyToName;
-    QMap<QString, QVariant> store;
-    QTimer *changeTimer;
-    QMultiMap<QObject *, QString> objProp;
-
-    // Receives the bound objects' destroyed() signals.
-    QObject *destructionWatcher;
-    // Names each object was ever bound under, so that its keys can be found
-    // in nameToProperties when it is destroyed.
-    QHash<QObject *, QSet<QString>> boundNames;
-    // Bumped whenever keys vanish, so that a propagation loop working on a
-    // snapshot of keys knows to re-check them before writing.
-    quint64 unbindGeneration = 0;
-    int propagationDepth = 0;
-    bool runawayReported = false;
+    friend class PropertiesPrivate;
+    std::unique_ptr<PropertiesPrivate> const d;
 };
 
 #endif
