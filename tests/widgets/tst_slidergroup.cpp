@@ -18,6 +18,8 @@ private Q_SLOTS:
     void startsSwitchedOff();
     void setValueSwitchesOn();
     void boundInAForm();
+    void typedBeyondTheBoundItStandsAt_data();
+    void typedBeyondTheBoundItStandsAt();
 
 private:
     int lastEmitted() const { return m_changed->last().at(0).toInt(); }
@@ -118,6 +120,42 @@ void TestSliderGroup::boundInAForm()
     QCOMPARE(m_group->getValue(), 0);
     QCOMPARE(m_slider->value(), position);
     QVERIFY(!m_editor->isEnabled() && !m_slider->isEnabled());
+}
+
+void TestSliderGroup::typedBeyondTheBoundItStandsAt_data()
+{
+    QTest::addColumn<int>("bound");
+    QTest::addColumn<bool>("overwrite");
+    QTest::addColumn<QString>("typed");
+    QTest::newRow("a digit after the maximum") << 100 << false << QStringLiteral("0");
+    QTest::newRow("below the minimum") << 10 << true << QStringLiteral("3");
+    QTest::newRow("cleared at the minimum") << 10 << true << QString();
+}
+
+// The slider does not move, so nothing but the group itself can put the
+// bound back in place of what was typed.
+void TestSliderGroup::typedBeyondTheBoundItStandsAt()
+{
+    QFETCH(int, bound);
+    QFETCH(bool, overwrite);
+    QFETCH(QString, typed);
+    m_group->setMinimum(10);
+    m_group->setValue(bound);
+    QCOMPARE(m_slider->value(), bound);
+    m_changed->clear();
+
+    if (overwrite)
+        m_editor->selectAll();
+    else
+        m_editor->end(false);
+    if (typed.isEmpty())
+        QTest::keyClick(m_editor, Qt::Key_Delete);
+    else
+        QTest::keyClicks(m_editor, typed);
+    QCOMPARE(m_editor->text(), QString::number(bound));
+    QCOMPARE(m_editor->getValue(), QString::number(bound));
+    QCOMPARE(m_group->getValue(), bound);
+    QVERIFY(m_changed->isEmpty());
 }
 
 QTEST_MAIN(TestSliderGroup)

@@ -6,108 +6,119 @@
 #include <QGridLayout>
 #include <QSlider>
 
-SliderGroup::SliderGroup(QWidget *parent)
-    : QGroupBox(parent)
+class SliderGroupPrivate
 {
-    init();
+public:
+    explicit SliderGroupPrivate(SliderGroup *q);
+
+    QCheckBox *const check;
+    QuantityEditor *const editor;
+    QSlider *const slider;
+};
+
+SliderGroupPrivate::SliderGroupPrivate(SliderGroup *q)
+    : check(new QCheckBox(q))
+    , editor(new QuantityEditor(q))
+    , slider(new QSlider(Qt::Horizontal, q))
+{
+    auto *layout = new QGridLayout(q);
+    layout->addWidget(check, 0, 0);
+    layout->addWidget(editor, 0, 1);
+    layout->addWidget(slider, 1, 0, 1, 2);
 }
+
+SliderGroup::SliderGroup(QWidget *parent)
+    : SliderGroup(QString(), QString(), parent)
+{ }
 
 SliderGroup::SliderGroup(const QString &checkedText, const QString &title, QWidget *parent)
     : QGroupBox(title, parent)
+    , d(new SliderGroupPrivate(this))
 {
-    init();
-    m_check->setText(checkedText);
-}
-
-void SliderGroup::init()
-{
-    m_check = new QCheckBox(this);
-    m_editor = new QuantityEditor(this);
-    m_slider = new QSlider(Qt::Horizontal, this);
-
-    auto *layout = new QGridLayout(this);
-    layout->addWidget(m_check, 0, 0);
-    layout->addWidget(m_editor, 0, 1);
-    layout->addWidget(m_slider, 1, 0, 1, 2);
-
-    m_check->setCheckState(Qt::Unchecked);
+    d->check->setText(checkedText);
+    d->check->setCheckState(Qt::Unchecked);
     slotStateChanged(Qt::Unchecked);
 
-    connect(m_check, &QCheckBox::stateChanged, this, &SliderGroup::slotStateChanged);
-    connect(m_slider, &QSlider::valueChanged, this, &SliderGroup::slotValueChanged);
-    connect(m_editor, &QuantityEditor::changedValue, this, &SliderGroup::slotTextChanged);
+    connect(d->check, &QCheckBox::stateChanged, this, &SliderGroup::slotStateChanged);
+    connect(d->slider, &QSlider::valueChanged, this, &SliderGroup::slotValueChanged);
+    connect(d->editor, &QuantityEditor::changedValue, this, &SliderGroup::slotTextChanged);
 }
+
+SliderGroup::~SliderGroup() = default;
 
 bool SliderGroup::getRestrict() const
 {
-    return m_check->checkState() == Qt::Checked;
+    return d->check->checkState() == Qt::Checked;
 }
 
 int SliderGroup::getValue() const
 {
-    return getRestrict() ? m_slider->value() : 0;
+    return getRestrict() ? d->slider->value() : 0;
 }
 
 void SliderGroup::setCheckedText(const QString &text)
 {
-    m_check->setText(text);
+    d->check->setText(text);
 }
 
 void SliderGroup::setPlaceholderText(const QString &text)
 {
-    m_editor->setPlaceholderText(text);
+    d->editor->setPlaceholderText(text);
 }
 
 void SliderGroup::setMinimum(int minimum)
 {
-    m_slider->setMinimum(minimum);
+    d->slider->setMinimum(minimum);
 }
 
 void SliderGroup::setMaximum(int maximum)
 {
-    m_slider->setMaximum(maximum);
+    d->slider->setMaximum(maximum);
 }
 
 int SliderGroup::getMinimum() const
 {
-    return m_slider->minimum();
+    return d->slider->minimum();
 }
 
 int SliderGroup::getMaximum() const
 {
-    return m_slider->maximum();
+    return d->slider->maximum();
 }
 
 void SliderGroup::setRestrict(bool restrict)
 {
-    m_check->setCheckState(restrict ? Qt::Checked : Qt::Unchecked);
+    d->check->setCheckState(restrict ? Qt::Checked : Qt::Unchecked);
 }
 
 void SliderGroup::setValue(int value)
 {
     setRestrict(true);
-    m_slider->setValue(value);
+    d->slider->setValue(value);
 }
 
 // Switching on emits nothing: the number is reported again when it next changes.
 void SliderGroup::slotStateChanged(int state)
 {
     const bool restricted = state == Qt::Checked;
-    m_editor->setEnabled(restricted);
-    m_slider->setEnabled(restricted);
+    d->editor->setEnabled(restricted);
+    d->slider->setEnabled(restricted);
     if (!restricted)
         emit changedValue(0);
 }
 
-// The slider clamps the typed number; if that moves it, slotValueChanged
-// writes the clamped number back into the editor.
 void SliderGroup::slotTextChanged(const QString &text)
 {
-    m_slider->setValue(text.toInt(nullptr, 10));
+    const int typed = text.toInt(nullptr, 10);
+    d->slider->setValue(typed);
+    // A slider already at the bound does not move, so nothing else would put
+    // the bound in place of the typed number.
+    if (d->slider->value() != typed)
+        d->editor->setValue(QString::number(d->slider->value()));
 }
 
 void SliderGroup::slotValueChanged(int value)
 {
-    m_editor->setValue(QString::number(value));
+    d->editor->setValue(QString::number(value));
     emit changedValue(value);
 }

@@ -5,16 +5,17 @@
 
 #include <vetrel/vetrel_export.h>
 
-class QCheckBox;
-class QSlider;
-class QuantityEditor;
+#include <memory>
 
 /**
  * One optional whole number (a limit, say): a check box switches it on, and
  * it is then set by typing into a quantity field or by dragging a slider.
- * The two stay in step, a typed number being clamped to the slider's range.
+ * The two stay in step: a typed number beyond the slider's range is replaced
+ * by the bound it passed.
  * While switched off the value is 0 and both are disabled.
  */
+class SliderGroupPrivate;
+
 class VETREL_EXPORT SliderGroup : public QGroupBox
 {
     Q_OBJECT
@@ -22,6 +23,7 @@ class VETREL_EXPORT SliderGroup : public QGroupBox
 public:
     explicit SliderGroup(QWidget *parent = nullptr);
     SliderGroup(const QString &checkedText, const QString &title, QWidget *parent = nullptr);
+    ~SliderGroup() override;
 
     bool getRestrict() const;
     int getValue() const;
@@ -47,11 +49,7 @@ private Q_SLOTS:
     void slotValueChanged(int value);
 
 private:
-    void init();
-
-    QCheckBox *m_check = nullptr;
-    QuantityEditor *m_editor = nullptr;
-    QSlider *m_slider = nullptr;
+    std::unique_ptr<SliderGroupPrivate> const d;
 };
 
 #endif
