@@ -2,6 +2,7 @@
 // locale the test runs under (registered once per locale).
 #include "localetext.h"
 
+#include <vetrel/decimalvalidator.h>
 #include <vetrel/numbereditor.h>
 #include <vetrel/quantityeditor.h>
 
@@ -71,16 +72,30 @@ void TestNumberEditor::typing_data()
     QTest::addColumn<QString>("value");
     QTest::addColumn<QStringList>("emissions");
 
-    QTest::newRow("price") << "1234.5" << "1_234.5|" << "1234.5" << QStringList { "1", "12", "123", "1234", "1234.5" };
+    QTest::newRow("price") << "1234.5"
+                           << "1_234.5|"
+                           << "1234.5" << QStringList { "1", "12", "123", "1234", "1234.5" };
     QTest::newRow("typed separators") << "1_234.5"
                                       << "1_234.5|"
                                       << "1234.5" << QStringList { "1", "12", "123", "1234", "1234.5" };
-    QTest::newRow("negative") << "-12" << "-12|" << "-12" << QStringList { "-", "-1", "-12" };
-    QTest::newRow("leading zeros") << "0007" << "7|" << "7" << QStringList { "0", "7" };
-    QTest::newRow("plus dropped") << "+5" << "5|" << "5" << QStringList { "+", "5" };
-    QTest::newRow("fraction limit") << "1.234" << "1.23|" << "1.23" << QStringList { "1", "1.2", "1.23" };
-    QTest::newRow("scale is kept") << "0.05" << "0.05|" << "0.05" << QStringList { "0", "0.0", "0.05" };
-    QTest::newRow("letters ignored") << "1a2" << "12|" << "12" << QStringList { "1", "12" };
+    QTest::newRow("negative") << "-12"
+                              << "-12|"
+                              << "-12" << QStringList { "-", "-1", "-12" };
+    QTest::newRow("leading zeros") << "0007"
+                                   << "7|"
+                                   << "7" << QStringList { "0", "7" };
+    QTest::newRow("plus dropped") << "+5"
+                                  << "5|"
+                                  << "5" << QStringList { "+", "5" };
+    QTest::newRow("fraction limit") << "1.234"
+                                    << "1.23|"
+                                    << "1.23" << QStringList { "1", "1.2", "1.23" };
+    QTest::newRow("scale is kept") << "0.05"
+                                   << "0.05|"
+                                   << "0.05" << QStringList { "0", "0.0", "0.05" };
+    QTest::newRow("letters ignored") << "1a2"
+                                     << "12|"
+                                     << "12" << QStringList { "1", "12" };
     QTest::newRow("16th digit refused") << "1234567890123456"
                                         << "123_456_789_012_345|"
                                         << "123456789012345" << QStringList();
@@ -184,6 +199,10 @@ void TestNumberEditor::settingsApplyFromNextKeystroke()
     QTest::keyClicks(&editor, localised(QStringLiteral("1.25"), locale));
     QVERIFY(editor.setProperty("digits", 0));
     QCOMPARE(editor.digits(), 0);
+    // The settings are those of the validator in place, as QLineEdit hands it out.
+    const auto *validator = qobject_cast<const DecimalValidator *>(editor.validator());
+    QVERIFY(validator);
+    QCOMPARE(validator->getDigits(), 0);
     QCOMPARE(editor.text(), localised(QStringLiteral("1.25"), locale));
     QCOMPARE(editor.getValue(), QStringLiteral("1.25"));
 

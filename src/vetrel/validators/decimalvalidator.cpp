@@ -1,4 +1,5 @@
 #include <vetrel/decimalvalidator.h>
+#include <vetrel/decimalvalidator_p.h>
 
 #include <QLocale>
 #include <QRegExp>
@@ -59,6 +60,16 @@ void stripFront(QString &input, QChar group, QChar zero, QChar point)
     input.remove(0, cut);
 }
 
+// Digits in any script (the locale's own, say) as ASCII digits.
+QString asciiDigits(const QString &digits)
+{
+    QString ascii;
+    ascii.reserve(digits.size());
+    for (const QChar ch : digits)
+        ascii += QLatin1Char(char('0' + ch.digitValue()));
+    return ascii;
+}
+
 QString withoutTrailingPoint(QString text, QChar point)
 {
     if (text.indexOf(point) == text.size() - 1)
@@ -69,7 +80,7 @@ QString withoutTrailingPoint(QString text, QChar point)
 }
 
 // The locale's notation as it stands at the time of one call.
-struct DecimalValidator::Notation
+struct DecimalValidatorPrivate::Notation
 {
     explicit Notation(const QLocale &locale)
         : plain(locale)
@@ -113,82 +124,90 @@ struct DecimalValidator::Notation
     QRegExp fraction;
 };
 
-DecimalValidator::DecimalValidator(int digits, bool canNegative, bool canBeZero, QObject *parent)
-    : QValidator(parent)
+DecimalValidatorPrivate::DecimalValidatorPrivate(
+    const DecimalValidator *q, int digits, bool canNegative, bool canBeZero)
+    : q(q)
     , digits(digits)
     , canNegative(canNegative)
     , canBeZero(canBeZero)
 { }
 
+DecimalValidator::DecimalValidator(int digits, bool canNegative, bool canBeZero, QObject *parent)
+    : QValidator(parent)
+    , d(new DecimalValidatorPrivate(this, digits, canNegative, canBeZero))
+{ }
+
+DecimalValidator::~DecimalValidator() = default;
+
 void DecimalValidator::setDigits(int value)
 {
-    digits = value;
+    d->digits = value;
 }
 
 int DecimalValidator::getDigits() const
 {
-    return digits;
+    return d->digits;
 }
 
 void DecimalValidator::setNumDigits(int value)
 {
-    numDigits = value;
+    d->numDigits = value;
 }
 
 int DecimalValidator::getNumDigits() const
 {
-    return numDigits;
+    return d->numDigits;
 }
 
 void DecimalValidator::setCanNegative(bool value)
 {
-    canNegative = value;
+    d->canNegative = value;
 }
 
 bool DecimalValidator::getCanNegative() const
 {
-    return canNegative;
+    return d->canNegative;
 }
 
 void DecimalValidator::setCanBeZero(bool value)
 {
-    canBeZero = value;
+    d->canBeZero = value;
 }
 
 bool DecimalValidator::getCanBeZero() const
 {
-    return canBeZero;
+    return d->canBeZero;
 }
 
 QValidator::State DecimalValidator::validate(QString &input, int &pos) const
 {
-    const Notation notation(locale());
+    const DecimalValidatorPrivate::Notation notation(locale());
     const int typed = typedBeforeCursor(input, pos, notation.group);
     const QString text = QString(input).remove(notation.group);
     if (notation.integer.exactMatch(text))
-        return validateInteger(notation, text, input, pos, typed);
-    if (digits > 0 && notation.fraction.exactMatch(text))
-        return validateFraction(notation, text, input, pos, typed);
+        return d->validateInteger(notation, text, input, pos, typed);
+    if (d->digits > 0 && notation.fraction.exactMatch(text))
+        return d->validateFraction(notation, text, input, pos, typed);
     return Invalid;
 }
 
-bool DecimalValidator::exceedsNumDigits(const QString &integerDigits) const
+bool DecimalValidatorPrivate::exceedsNumDigits(const QString &integerDigits) const
 {
     return numDigits > 0 && integerDigits.size() > numDigits;
 }
 
-QValidator::State DecimalValidator::validateInteger(
+QValidator::State DecimalValidatorPrivate::validateInteger(
     const Notation &notation, const QString &text, QString &input, int &pos, int typed) const
 {
     const bool negative = isNegative(notation.integer.cap(1), notation.minus);
     const QString whole = notation.integer.cap(2);
     if (negative && !canNegative)
-        return Invalid;
+        return QValidator::Invalid;
     if (whole.isEmpty())
-        return Intermediate;
+        return QValidator::Intermediate;
     qint64 number = 0;
     if (!notation.readWithLeadingOne(whole, number) || exceedsNumDigits(whole))
-        return Invalid;
+        return QValidator::Invalid;
 
     QString shown = notation.groupedDigits(number);
     stripFront(shown, notation.group, notation.zero, notation.point);
@@ -196,23 +215,23 @@ QValidator::State DecimalValidator::validateInteger(
         shown.prepend(notation.minus);
     input = shown;
     pos = cursorAfter(input, typed, notation.group);
-    return validateParsedString(text);
+    return q->validateParsedString(text);
 }
 
-QValidator::State DecimalValidator::validateFraction(
+QValidator::State DecimalValidatorPrivate::validateFraction(
     const Notation &notation, const QString &text, QString &input, int &pos, int typed) const
 {
     const bool negative = isNegative(notation.fraction.cap(1), notation.minus);
     const QString whole = notation.fraction.cap(2);
     const QString fraction = notation.fraction.cap(3);
     if (negative && !canNegative)
-        return Invalid;
+        return QValidator::Invalid;
 
     qint64 scaled = 0;
     QString shown;
     if (!whole.isEmpty()) {
         if (!notation.readWithLeadingOne(whole, scaled))
-            return Invalid;
+            return QValidator::Invalid;
         shown = notation.groupedDigits(scaled);
     }
     // The sign is put back once below, so the text starts at the digits.
@@ -221,45 +240,68 @@ QValidator::State DecimalValidator::validateFraction(
     if (negative)
         shown.prepend(notation.minus);
     if (exceedsNumDigits(whole))
-        return Invalid;
+        return QValidator::Invalid;
     input = shown;
     pos = cursorAfter(input, typed, notation.group);
 
     for (const QChar ch : fraction) {
         if (!ch.isDigit())
-            return Invalid;
+            return QValidator::Invalid;
         scaled *= 10;
         if (scaled >= scaledLimit)
-            return Invalid;
+            return QValidator::Invalid;
     }
     if (fraction.size() > digits)
-        return Invalid;
+        return QValidator::Invalid;
     const bool pointOnItsOwn = fraction.isEmpty() || whole.isEmpty();
-    return validateParsedString(pointOnItsOwn ? withoutTrailingPoint(text, notation.point) : text);
+    return q->validateParsedString(pointOnItsOwn ? withoutTrailingPoint(text, notation.point) : text);
 }
 
 QValidator::State DecimalValidator::validateParsedString(const QString &text) const
 {
-    try {
-        if (!decimal::canConvert(text, false))
-            return Invalid;
-        if (!qFuzzyCompare(1.0 + textToDecimal(text).toDouble(), 1.0))
-            return Acceptable;
-    } catch (...) {
-        // A text the platform type refuses after all is no number to accept.
+    if (!decimal::canConvert(text, false))
         return Invalid;
+    const std::optional<decimal> number = DecimalValidatorPrivate::read(locale(), text);
+    if (!number)
+        return Invalid;
+    if (!qFuzzyCompare(1.0 + number->toDouble(), 1.0))
+        return Acceptable;
+    return d->canBeZero ? Acceptable : Intermediate;
+}
+
+std::optional<decimal> DecimalValidatorPrivate::read(const QLocale &locale, const QString &text)
+{
+    const Notation notation(locale);
+    const QString copy = QString(text).remove(notation.group);
+    QString sign;
+    QString whole;
+    QString fraction;
+    if (notation.integer.exactMatch(copy)) {
+        sign = notation.integer.cap(1);
+        whole = notation.integer.cap(2);
+    } else if (notation.fraction.exactMatch(copy)) {
+        sign = notation.fraction.cap(1);
+        whole = notation.fraction.cap(2);
+        fraction = notation.fraction.cap(3);
     }
-    return canBeZero ? Acceptable : Intermediate;
+    if (whole.isEmpty() && fraction.isEmpty())
+        return std::nullopt;
+
+    // Spelt out in the canonical notation, which the platform type can check
+    // before it parses (its locale parser throws on a bad text).
+    QString canonical = isNegative(sign, notation.minus) ? QStringLiteral("-") : QString();
+    canonical += whole.isEmpty() ? QStringLiteral("0") : asciiDigits(whole);
+    if (!fraction.isEmpty())
+        canonical += QLatin1Char('.') + asciiDigits(fraction);
+    if (!decimal::canConvert(canonical, true))
+        return std::nullopt;
+    return decimal(canonical);
 }
 
 decimal DecimalValidator::textToDecimal(const QString &text) const
 {
-    const Notation notation(locale());
-    const QString copy = QString(text).remove(notation.group);
-    if (notation.integer.exactMatch(copy))
-        return decimal::fromLocaleString(copy, notation.plain, 0);
-    if (notation.fraction.exactMatch(copy))
-        return decimal::fromLocaleString(copy, notation.plain, notation.fraction.cap(3).size());
+    if (const std::optional<decimal> number = DecimalValidatorPrivate::read(locale(), text))
+        return *number;
     throw Exception(QStringLiteral("Invalid string for decimal: ") + text);
 }
 

@@ -7,6 +7,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * Accepts a signed fixed-point number written in the validator's locale and
  * regroups its integer part while the user types (group separators inserted,
@@ -17,11 +19,14 @@
  * The locale's characters are read afresh on every call, so a validator
  * follows a setLocale() at once.
  */
+class DecimalValidatorPrivate;
+
 class VETREL_EXPORT DecimalValidator : public QValidator
 {
     Q_OBJECT
 public:
     DecimalValidator(int digits, bool canNegative, bool canBeZero, QObject *parent = nullptr);
+    ~DecimalValidator() override;
 
     // Fraction digits allowed; 0 refuses any decimal point.
     void setDigits(int digits);
@@ -47,17 +52,7 @@ public:
     QString decimalToText(decimal value) const;
 
 private:
-    struct Notation;
-    State validateInteger(
-        const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
-    State validateFraction(
-        const Notation &notation, const QString &text, QString &input, int &pos, int typed) const;
-    bool exceedsNumDigits(const QString &integerDigits) const;
-
-    int digits;
-    bool canNegative;
-    bool canBeZero;
-    int numDigits = 0;
+    std::unique_ptr<DecimalValidatorPrivate> const d;
 };
 
 #endif

@@ -7,7 +7,9 @@
 
 #include <vetrel/vetrel_export.h>
 
-class DecimalValidator;
+#include <memory>
+
+class NumberEditorPrivate;
 
 /**
  * Entry field for prices and amounts. Shows the number in the system
@@ -34,6 +36,7 @@ public:
     // digits: fraction digits allowed. Negative numbers and zero are allowed
     // and the integer part is not limited until the properties say otherwise.
     explicit NumberEditor(QWidget *parent = nullptr, int digits = 0);
+    ~NumberEditor() override;
 
     // The settings apply from the next keystroke; the current text is not re-checked.
     int digits() const;
@@ -66,11 +69,7 @@ private slots:
     void edit_changed(const QString &newValue);
 
 private:
-    QString fromText(const QString &text) const;
-    QString toText(const QString &value) const;
-
-    DecimalValidator *validator;
-    QString value;
+    std::unique_ptr<NumberEditorPrivate> const d;
 };
 
 #endif
