@@ -1,5 +1,6 @@
 #include <vetrel/staticproperties.h>
 
+#include <QMap>
 #include <QMetaMethod>
 
 namespace
@@ -33,15 +34,25 @@ void forEachWatchable(const QObject *object, F f)
 
 }
 
+class StaticPropertiesPrivate
+{
+public:
+    static QMetaMethod changeSlot()
+    {
+        return StaticProperties::staticMetaObject.method(
+            StaticProperties::staticMetaObject.indexOfSlot("propertyChanged()"));
+    }
+
+    QMap<QString, StaticProperties::prop_t> props;
+    QMap<QString, QVariant> cache;
+};
+
 StaticProperties::StaticProperties(QObject *parent)
     : QObject(parent)
-{
-}
+    , d(new StaticPropertiesPrivate)
+{ }
 
-QMetaMethod StaticProperties::changeSlot() const
-{
-    return staticMetaObject.method(staticMetaObject.indexOfSlot("propertyChanged()"));
-}
+StaticProperties::~StaticProperties() = default;
 
 bool StaticProperties::connectAll(QObject *object)
 {
@@ -50,10 +61,10 @@ bool StaticProperties::connectAll(QObject *object)
     forEachWatchable(object, [&](const QMetaProperty &property, const QString &name) {
         // Properties sharing a notify signal, or an object bound twice, must
         // still give one report per property and notification.
-        disconnectOne(object, property.notifySignal(), this, changeSlot());
-        connectOne(object, property.notifySignal(), this, changeSlot());
-        cache.insert(name, property.read(object));
-        props.insert(name, prop_t{object, property});
+        disconnectOne(object, property.notifySignal(), this, StaticPropertiesPrivate::changeSlot());
+        connectOne(object, property.notifySignal(), this, StaticPropertiesPrivate::changeSlot());
+        d->cache.insert(name, property.read(object));
+        d->props.insert(name, prop_t { object, property });
     });
     return true;
 }
@@ -63,33 +74,33 @@ bool StaticProperties::disconnectAll(QObject *object)
     if (!object)
         return false;
     forEachWatchable(object, [&](const QMetaProperty &property, const QString &name) {
-        disconnectOne(object, property.notifySignal(), this, changeSlot());
-        cache.remove(name);
-        props.remove(name);
+        disconnectOne(object, property.notifySignal(), this, StaticPropertiesPrivate::changeSlot());
+        d->cache.remove(name);
+        d->props.remove(name);
     });
     return true;
 }
 
-bool StaticProperties::connectOne(const QObject *sender, const QMetaMethod &signal, const QObject *receiver,
-                                  const QMetaMethod &method)
+bool StaticProperties::connectOne(
+    const QObject *sender, const QMetaMethod &signal, const QObject *receiver, const QMetaMethod &method)
 {
     return bool(QObject::connect(sender, signal, receiver, method, Qt::AutoConnection));
 }
 
-bool StaticProperties::disconnectOne(const QObject *sender, const QMetaMethod &signal, const QObject *receiver,
-                                     const QMetaMethod &method)
+bool StaticProperties::disconnectOne(
+    const QObject *sender, const QMetaMethod &signal, const QObject *receiver, const QMetaMethod &method)
 {
     return QObject::disconnect(sender, signal, receiver, method);
 }
 
 QStringList StaticProperties::names() const
 {
-    return cache.keys();
+    return d->cache.keys();
 }
 
 QVariant StaticProperties::value(const QString &name) const
 {
-    return cache.value(name);
+    return d->cache.value(name);
 }
 
 QVariant StaticProperties::operator[](const QString &name) const
@@ -99,13 +110,13 @@ QVariant StaticProperties::operator[](const QString &name) const
 
 Values StaticProperties::values() const
 {
-    return Values(cache);
+    return Values(d->cache);
 }
 
 bool StaticProperties::setValue(const QString &name, const QVariant &value)
 {
-    const auto found = props.constFind(name);
-    if (found == props.constEnd())
+    const auto found = d->props.constFind(name);
+    if (found == d->props.constEnd())
         return false;
     found->property.write(found->object, value);
     return true;
@@ -127,7 +138,7 @@ void StaticProperties::propertyChanged()
         if (property.notifySignalIndex() == -1 || property.notifySignalIndex() != signal)
             return;
         const QString name = nameOf(property);
-        cache.insert(name, property.read(source));
+        d->cache.insert(name, property.read(source));
         emit hasChanged(name);
     });
 }

@@ -1,7 +1,6 @@
 #ifndef VETREL_STATICPROPERTIES_H
 #define VETREL_STATICPROPERTIES_H
 
-#include <QMap>
 #include <QMetaProperty>
 #include <QObject>
 #include <QStringList>
@@ -9,6 +8,8 @@
 
 #include <vetrel/values.h>
 #include <vetrel/vetrel_export.h>
+
+#include <memory>
 
 /**
  * Watches the statically declared USER properties (those with a notify
@@ -19,6 +20,8 @@
  * children, no renaming, no coalescing. One object per property name can be
  * written through setValue(): the one bound last.
  */
+class StaticPropertiesPrivate;
+
 class VETREL_EXPORT StaticProperties : public QObject
 {
     Q_OBJECT
@@ -31,13 +34,14 @@ public:
     };
 
     explicit StaticProperties(QObject *parent = nullptr);
+    ~StaticProperties() override;
 
     bool connectAll(QObject *object);
     bool disconnectAll(QObject *object);
-    bool connectOne(const QObject *sender, const QMetaMethod &signal, const QObject *receiver,
-                    const QMetaMethod &method);
-    bool disconnectOne(const QObject *sender, const QMetaMethod &signal, const QObject *receiver,
-                       const QMetaMethod &method);
+    bool connectOne(
+        const QObject *sender, const QMetaMethod &signal, const QObject *receiver, const QMetaMethod &method);
+    bool disconnectOne(
+        const QObject *sender, const QMetaMethod &signal, const QObject *receiver, const QMetaMethod &method);
 
     QStringList names() const;
     QVariant value(const QString &name) const;
@@ -55,10 +59,7 @@ protected Q_SLOTS:
     void propertyChanged();
 
 private:
-    QMetaMethod changeSlot() const;
-
-    QMap<QString, prop_t> props;
-    QMap<QString, QVariant> cache;
+    std::unique_ptr<StaticPropertiesPrivate> const d;
 };
 
 #endif

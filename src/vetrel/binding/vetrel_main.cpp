@@ -5,10 +5,17 @@
 namespace Vetrel
 {
 
+class MainPrivate
+{
+};
+
 Main::Main()
+    : d(new MainPrivate)
 {
     qRegisterMetaType<Values>("Values");
 }
+
+Main::~Main() = default;
 
 Main main;
 

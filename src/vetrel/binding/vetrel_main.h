@@ -3,8 +3,12 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 namespace Vetrel
 {
+
+class MainPrivate;
 
 /**
  * The library's start-up object. Its one global instance, Vetrel::main, is
@@ -15,6 +19,13 @@ class VETREL_EXPORT Main
 {
 public:
     Main();
+    ~Main();
+
+    Main(const Main &) = delete;
+    Main &operator=(const Main &) = delete;
+
+private:
+    std::unique_ptr<MainPrivate> const d;
 };
 
 VETREL_EXPORT extern Main main;

@@ -1,21 +1,32 @@
 #include <vetrel/objectdeleter.h>
 
+#include <QSet>
+
+class ObjectDeleterPrivate
+{
+public:
+    QSet<QObject *> owners;
+};
+
 ObjectDeleter::ObjectDeleter()
     : QObject(nullptr)
+    , d(new ObjectDeleterPrivate)
 { }
+
+ObjectDeleter::~ObjectDeleter() = default;
 
 void ObjectDeleter::addParent(QObject *owner)
 {
-    if (owners.contains(owner))
+    if (d->owners.contains(owner))
         return;
     connect(owner, &QObject::destroyed, this, &ObjectDeleter::onDestroyed);
-    owners.insert(owner);
+    d->owners.insert(owner);
 }
 
 void ObjectDeleter::onDestroyed(QObject *owner)
 {
-    owners.remove(owner);
-    if (owners.isEmpty()) {
+    d->owners.remove(owner);
+    if (d->owners.isEmpty()) {
         // Queued: the owner is still being torn down while its destroyed() runs.
         QMetaObject::invokeMethod(this, "deleteLater", Qt::QueuedConnection);
     }

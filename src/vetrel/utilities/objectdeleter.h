@@ -2,9 +2,10 @@
 #define VETREL_OBJECTDELETER_H
 
 #include <QObject>
-#include <QSet>
 
 #include <vetrel/vetrel_export.h>
+
+#include <memory>
 
 /**
  * Lives as long as any of its owners: once the last registered owner is
@@ -12,11 +13,14 @@
  * children with it. Objects that are to share that lifetime are made its
  * children by the caller.
  */
+class ObjectDeleterPrivate;
+
 class VETREL_EXPORT ObjectDeleter : public QObject
 {
     Q_OBJECT
 public:
     ObjectDeleter();
+    ~ObjectDeleter() override;
 
     // Registers one more owner; registering the same owner twice has no effect.
     void addParent(QObject *owner);
@@ -25,7 +29,7 @@ private slots:
     void onDestroyed(QObject *owner);
 
 private:
-    QSet<QObject *> owners;
+    std::unique_ptr<ObjectDeleterPrivate> const d;
 };
 
 #endif

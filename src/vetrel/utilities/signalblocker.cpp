@@ -2,12 +2,18 @@
 
 #include <QObject>
 
+class SignalBlockerPrivate
+{
+public:
+    QObject *const object;
+    const bool previous;
+};
+
 SignalBlocker::SignalBlocker(QObject *object, bool block)
-    : object(object)
-    , previous(object->blockSignals(block))
+    : d(new SignalBlockerPrivate { object, object->blockSignals(block) })
 { }
 
 SignalBlocker::~SignalBlocker()
 {
-    object->blockSignals(previous);
+    d->object->blockSignals(d->previous);
 }

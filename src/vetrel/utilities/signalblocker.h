@@ -3,6 +3,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 class QObject;
 
 /**
@@ -10,6 +12,8 @@ class QObject;
  * guard's lifetime and puts back the state it found, so nested guards and
  * early returns (exceptions included) leave the object as it was.
  */
+class SignalBlockerPrivate;
+
 class VETREL_EXPORT SignalBlocker
 {
 public:
@@ -20,8 +24,7 @@ public:
     SignalBlocker &operator=(const SignalBlocker &) = delete;
 
 private:
-    QObject *object;
-    bool previous;
+    std::unique_ptr<SignalBlockerPrivate> const d;
 };
 
 #endif

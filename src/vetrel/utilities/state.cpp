@@ -2,71 +2,81 @@
 
 #include "guilog_p.h"
 
-State::State(const QString &name, QState *parent)
-    : QState(parent)
+class StatePrivate
 {
-    init(QString(), name);
+public:
+    StatePrivate(State *q, const QString &prefix, const QString &name);
+
+    void log(const char *what) const;
+
+    const State *const q;
+    QString name;
+    QString prefix;
+};
+
+StatePrivate::StatePrivate(State *q, const QString &prefix, const QString &name)
+    : q(q)
+    , name(name)
+    , prefix(prefix)
+{
+    q->setObjectName(prefix.isEmpty() ? name : prefix + QLatin1String("::") + name);
 }
 
-State::State(const QString &name, QState::ChildMode childMode, QState *parent)
-    : QState(childMode, parent)
+void StatePrivate::log(const char *what) const
 {
-    init(QString(), name);
+    qCDebug(lcGuiLog) << what << prefix << "::" << q->fullName();
 }
+
+State::State(const QString &name, QState *parent)
+    : State(QString(), name, parent)
+{ }
+
+State::State(const QString &name, QState::ChildMode childMode, QState *parent)
+    : State(QString(), name, childMode, parent)
+{ }
 
 State::State(const QString &prefix, const QString &name, QState *parent)
     : QState(parent)
-{
-    init(prefix, name);
-}
+    , d(new StatePrivate(this, prefix, name))
+{ }
 
 State::State(const QString &prefix, const QString &name, QState::ChildMode childMode, QState *parent)
     : QState(childMode, parent)
-{
-    init(prefix, name);
-}
+    , d(new StatePrivate(this, prefix, name))
+{ }
 
-void State::init(const QString &prefix, const QString &name)
-{
-    m_prefix = prefix;
-    m_name = name;
-    setObjectName(prefix.isEmpty() ? name : prefix + QLatin1String("::") + name);
-}
+State::~State() = default;
 
 QString State::fullName() const
 {
-    QString path = m_name;
+    QString path = d->name;
     // A plain QState (or the machine itself) ends the path: it has no name to log.
-    for (auto *up = qobject_cast<const State *>(parentState()); up; up = qobject_cast<const State *>(up->parentState()))
-        path = up->m_name + QLatin1String("->") + path;
+    for (auto *up = qobject_cast<const State *>(parentState()); up;
+         up = qobject_cast<const State *>(up->parentState()))
+        path = up->d->name + QLatin1String("->") + path;
     return path;
 }
 
 void State::setName(QString name)
 {
-    m_name = std::move(name);
+    d->name = std::move(name);
 }
 
 void State::setPrefix(QString prefix)
 {
-    m_prefix = std::move(prefix);
-}
-
-void State::log(const char *what) const
-{
-    qCDebug(lcGuiLog) << what << m_prefix << "::" << fullName();
+    d->prefix = std::move(prefix);
 }
 
 // Logged before the base handler, so the line precedes whatever entering or
 // leaving the state sets off.
 void State::onEntry(QEvent *event)
 {
-    log("Entering state: ");
+    d->log("Entering state: ");
     QState::onEntry(event);
 }
 
 void State::onExit(QEvent *event)
 {
-    log("Exiting state: ");
+    d->log("Exiting state: ");
     QState::onExit(event);
 }

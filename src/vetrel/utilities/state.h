@@ -6,6 +6,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A QState that writes a "QGuiLog" debug line whenever the machine enters or
  * leaves it, naming it by its path through the enclosing States
@@ -15,6 +17,8 @@
  * The object name is fixed at construction (the name, or prefix::name); later
  * setName()/setPrefix() change only what is logged.
  */
+class StatePrivate;
+
 class VETREL_EXPORT State : public QState
 {
     Q_OBJECT
@@ -24,6 +28,7 @@ public:
     State(const QString &name, QState::ChildMode childMode, QState *parent = nullptr);
     State(const QString &prefix, const QString &name, QState *parent = nullptr);
     State(const QString &prefix, const QString &name, QState::ChildMode childMode, QState *parent = nullptr);
+    ~State() override;
 
     QString fullName() const;
 
@@ -36,11 +41,7 @@ protected:
     void onExit(QEvent *event) override;
 
 private:
-    void init(const QString &prefix, const QString &name);
-    void log(const char *what) const;
-
-    QString m_name;
-    QString m_prefix;
+    std::unique_ptr<StatePrivate> const d;
 };
 
 #endif

@@ -3,9 +3,16 @@
 #include <QDateTime>
 #include <QLocale>
 
+class DateValidatorPrivate
+{
+};
+
 DateValidator::DateValidator(QObject *parent)
     : QValidator(parent)
+    , d(new DateValidatorPrivate)
 { }
+
+DateValidator::~DateValidator() = default;
 
 QValidator::State DateValidator::validate(QString &input, int &) const
 {

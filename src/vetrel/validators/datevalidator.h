@@ -5,6 +5,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * Judges a date typed in the system locale's short date format.
  *
@@ -12,12 +14,15 @@
  * screen. Dates are read as UTC wall-clock digits, so the local time zone
  * never moves them.
  */
+class DateValidatorPrivate;
+
 class VETREL_EXPORT DateValidator : public QValidator
 {
     Q_OBJECT
 
 public:
     explicit DateValidator(QObject *parent = nullptr);
+    ~DateValidator() override;
 
     /// Empty or a complete date: Acceptable; anything else: Intermediate.
     State validate(QString &input, int &pos) const override;
@@ -31,6 +36,9 @@ public:
      * the 2000s. 1970-01-01 itself reads as 0, that is as no date.
      */
     static qint64 shortDateMSecs(const QString &text);
+
+private:
+    std::unique_ptr<DateValidatorPrivate> const d;
 };
 
 #endif

@@ -3,8 +3,30 @@
 #include <vetrel/properties.h>
 
 #include <QLabel>
+#include <QMultiMap>
 
-FormValidation::FormValidation() = default;
+class FormValidationPrivate
+{
+public:
+    QList<QWidget *> invalidWidgets;
+    QMultiMap<QString, QWidget *> captions;
+};
+
+FormValidation::FormValidation()
+    : d(new FormValidationPrivate)
+{ }
+
+FormValidation::FormValidation(const FormValidation &other)
+    : d(new FormValidationPrivate(*other.d))
+{ }
+
+FormValidation &FormValidation::operator=(const FormValidation &other)
+{
+    *d = *other.d;
+    return *this;
+}
+
+FormValidation::~FormValidation() = default;
 
 void FormValidation::setupPropWidgets(const Properties &properties, QWidget *root)
 {
@@ -19,23 +41,23 @@ void FormValidation::setupPropWidgets(const Properties &properties, QWidget *roo
         return;
     const QList<QString> names = properties.objectProperty(caption->buddy());
     for (const QString &name : names)
-        m_captions.insert(name, root);
+        d->captions.insert(name, root);
 }
 
 void FormValidation::set(const QStringList &invalidProperties)
 {
     QList<QWidget *> captions;
     for (const QString &name : invalidProperties)
-        captions += m_captions.values(name);
+        captions += d->captions.values(name);
     setInvalidWidgets(captions);
 }
 
 void FormValidation::setInvalidWidgets(const QList<QWidget *> &widgets)
 {
-    for (QWidget *caption : qAsConst(m_invalidWidgets))
+    for (QWidget *caption : qAsConst(d->invalidWidgets))
         setWidgetState(caption, true);
-    m_invalidWidgets = widgets;
-    for (QWidget *caption : qAsConst(m_invalidWidgets))
+    d->invalidWidgets = widgets;
+    for (QWidget *caption : qAsConst(d->invalidWidgets))
         setWidgetState(caption, false);
 }
 

@@ -2,11 +2,11 @@
 #define VETREL_FORMVALIDATION_H
 
 #include <QList>
-#include <QMultiMap>
-#include <QString>
 #include <QStringList>
 
 #include <vetrel/vetrel_export.h>
+
+#include <memory>
 
 class Properties;
 class QWidget;
@@ -19,10 +19,15 @@ class QWidget;
  * set() the names that failed. The widgets are not owned and must outlive this
  * object; a caption's own style sheet is replaced the first time it is painted.
  */
+class FormValidationPrivate;
+
 class VETREL_EXPORT FormValidation
 {
 public:
     FormValidation();
+    FormValidation(const FormValidation &other);
+    FormValidation &operator=(const FormValidation &other);
+    ~FormValidation();
 
     /// Registers every caption under \a root, depth first. Call it once the
     /// form is bound; calling it again registers the captions again.
@@ -36,8 +41,7 @@ public:
     void setWidgetState(QWidget *widget, bool valid);
 
 private:
-    QList<QWidget *> m_invalidWidgets;
-    QMultiMap<QString, QWidget *> m_captions;
+    std::unique_ptr<FormValidationPrivate> const d;
 };
 
 #endif

@@ -5,10 +5,14 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A regular-expression validator for login names that drops the blanks a user
  * pastes or types around the name before judging it.
  */
+class LoginValidatorPrivate;
+
 class VETREL_EXPORT LoginValidator : public QRegExpValidator
 {
     Q_OBJECT
@@ -16,9 +20,13 @@ class VETREL_EXPORT LoginValidator : public QRegExpValidator
 public:
     explicit LoginValidator(QObject *parent = nullptr);
     LoginValidator(const QRegExp &regExp, QObject *parent = nullptr);
+    ~LoginValidator() override;
 
     /// Trims \a input in place; \a pos is left as it was (the line edit clamps it).
     State validate(QString &input, int &pos) const override;
+
+private:
+    std::unique_ptr<LoginValidatorPrivate> const d;
 };
 
 #endif

@@ -3,21 +3,39 @@
 #include <QDebug>
 #include <QVariant>
 
+class CheckBoxPrivate
+{
+public:
+    explicit CheckBoxPrivate(CheckBox *q)
+        : q(q)
+    { }
+
+    QString checkedValue() const { return q->property("value_checked").toString(); }
+    QString uncheckedValue() const { return q->property("value_unchecked").toString(); }
+
+    CheckBox *const q;
+    // The last text given or announced; kept even when it matches neither state.
+    QString value;
+};
+
 CheckBox::CheckBox(QWidget *parent)
     : QCheckBox(parent)
+    , d(new CheckBoxPrivate(this))
 { }
+
+CheckBox::~CheckBox() = default;
 
 QString CheckBox::getValue() const
 {
-    return isChecked() ? checkedValue() : uncheckedValue();
+    return isChecked() ? d->checkedValue() : d->uncheckedValue();
 }
 
 void CheckBox::setValue(const QString &newValue)
 {
-    m_value = newValue;
-    if (newValue == checkedValue())
+    d->value = newValue;
+    if (newValue == d->checkedValue())
         setChecked(true);
-    else if (newValue == uncheckedValue())
+    else if (newValue == d->uncheckedValue())
         setChecked(false);
     else
         qDebug() << "undef value for CheckBox::setValue" << newValue;
@@ -26,16 +44,6 @@ void CheckBox::setValue(const QString &newValue)
 void CheckBox::nextCheckState()
 {
     QCheckBox::nextCheckState();
-    m_value = checkedValue();
-    emit changedValue(m_value);
-}
-
-QString CheckBox::checkedValue() const
-{
-    return property("value_checked").toString();
-}
-
-QString CheckBox::uncheckedValue() const
-{
-    return property("value_unchecked").toString();
+    d->value = d->checkedValue();
+    emit changedValue(d->value);
 }

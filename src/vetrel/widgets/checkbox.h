@@ -5,6 +5,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A check box whose two states stand for the designer-set dynamic properties
  * "value_checked" and "value_unchecked".
@@ -13,6 +15,8 @@
  * leads to; getValue() tells the states apart, and it is what the binding
  * engine reads.
  */
+class CheckBoxPrivate;
+
 class VETREL_EXPORT CheckBox : public QCheckBox
 {
     Q_OBJECT
@@ -22,6 +26,7 @@ class VETREL_EXPORT CheckBox : public QCheckBox
 
 public:
     explicit CheckBox(QWidget *parent = nullptr);
+    ~CheckBox() override;
 
     QString getValue() const;
     /// Checks or unchecks the box silently; any other text is logged and
@@ -35,11 +40,7 @@ protected:
     void nextCheckState() override;
 
 private:
-    QString checkedValue() const;
-    QString uncheckedValue() const;
-
-    // The last text given or announced; kept even when it matches neither state.
-    QString m_value;
+    std::unique_ptr<CheckBoxPrivate> const d;
 };
 
 #endif

@@ -59,8 +59,34 @@ qint64 parseValue(const QString &text)
 
 }
 
+class DateEditPrivate
+{
+public:
+    explicit DateEditPrivate(DateEdit *q)
+        : q(q)
+        , calendar(new QCalendarWidget(q))
+    { }
+
+    void showValueText();
+
+    DateEdit *const q;
+    QCalendarWidget *const calendar;
+    // Milliseconds since the epoch of the UTC-read wall clock; 0 is no date.
+    qint64 value = 0;
+    // Set while the field is being filled from the value, so that a text that
+    // reads back differently (no time of day, a two-digit year) keeps it.
+    bool showingValue = false;
+};
+
+void DateEditPrivate::showValueText()
+{
+    const QScopedValueRollback<bool> showing(showingValue, true);
+    q->lineEdit()->setText(value == 0 ? QString() : utcDateTime(value).date().toString(shortDateFormat()));
+}
+
 DateEdit::DateEdit(QWidget *parent)
     : QComboBox(parent)
+    , d(new DateEditPrivate(this))
 {
     setEditable(true);
     // Enter must not collect typed dates as items: the Down key would then
@@ -75,16 +101,17 @@ DateEdit::DateEdit(QWidget *parent)
     edit->setToolTip(tr("Дата в формате: %1").arg(format));
     connect(edit, &QLineEdit::textChanged, this, &DateEdit::onTextChanged);
 
-    m_calendar = new QCalendarWidget(this);
-    m_calendar->setWindowFlags(Qt::Popup);
-    m_calendar->setFirstDayOfWeek(QLocale::system().firstDayOfWeek());
-    connect(m_calendar, &QCalendarWidget::activated, this, &DateEdit::calendarActivated);
-    m_calendar->hide();
+    d->calendar->setWindowFlags(Qt::Popup);
+    d->calendar->setFirstDayOfWeek(QLocale::system().firstDayOfWeek());
+    connect(d->calendar, &QCalendarWidget::activated, this, &DateEdit::calendarActivated);
+    d->calendar->hide();
 }
+
+DateEdit::~DateEdit() = default;
 
 QString DateEdit::getValue() const
 {
-    return canonicalText(m_value);
+    return canonicalText(d->value);
 }
 
 void DateEdit::setValue(const QString &text)
@@ -96,24 +123,18 @@ void DateEdit::setValue(const QString &text, bool updateText)
 {
     const qint64 value = parseValue(text);
     const QString canonical = canonicalText(value);
-    if (canonical == text && value == m_value)
+    if (canonical == text && value == d->value)
         return;
-    m_value = value;
+    d->value = value;
     if (updateText)
-        showValueText();
+        d->showValueText();
     emit changedValue(canonical);
-}
-
-void DateEdit::showValueText()
-{
-    const QScopedValueRollback<bool> showing(m_showingValue, true);
-    lineEdit()->setText(m_value == 0 ? QString() : utcDateTime(m_value).date().toString(shortDateFormat()));
 }
 
 void DateEdit::onTextChanged()
 {
     QLineEdit *edit = lineEdit();
-    if (!m_showingValue)
+    if (!d->showingValue)
         setValue(canonicalText(DateValidator::shortDateMSecs(edit->text())), false);
 
     const QString style = edit->hasAcceptableInput() ? QString() : QStringLiteral("color: red");
@@ -131,15 +152,15 @@ void DateEdit::calendarActivated(const QDate &date)
 
 void DateEdit::showPopup()
 {
-    m_calendar->move(mapToGlobal(QPoint(0, height() - 1)));
-    m_calendar->setSelectedDate(m_value == 0 ? QDate::currentDate() : utcDateTime(m_value).date());
-    m_calendar->show();
-    m_calendar->setFocus(Qt::PopupFocusReason);
+    d->calendar->move(mapToGlobal(QPoint(0, height() - 1)));
+    d->calendar->setSelectedDate(d->value == 0 ? QDate::currentDate() : utcDateTime(d->value).date());
+    d->calendar->show();
+    d->calendar->setFocus(Qt::PopupFocusReason);
 }
 
 void DateEdit::hidePopup()
 {
-    m_calendar->hide();
+    d->calendar->hide();
 }
 
 void DateEdit::keyPressEvent(QKeyEvent *event)

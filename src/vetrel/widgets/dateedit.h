@@ -5,7 +5,8 @@
 
 #include <vetrel/vetrel_export.h>
 
-class QCalendarWidget;
+#include <memory>
+
 class QDate;
 
 /**
@@ -17,6 +18,8 @@ class QDate;
  * zone ever shifts them. Unlike the plain value widgets, setValue() announces
  * every change through changedValue(), in the canonical notation.
  */
+class DateEditPrivate;
+
 class VETREL_EXPORT DateEdit : public QComboBox
 {
     Q_OBJECT
@@ -26,6 +29,7 @@ class VETREL_EXPORT DateEdit : public QComboBox
 
 public:
     explicit DateEdit(QWidget *parent = nullptr);
+    ~DateEdit() override;
 
     QString getValue() const;
     /**
@@ -51,14 +55,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
-    void showValueText();
-
-    QCalendarWidget *m_calendar;
-    // Milliseconds since the epoch of the UTC-read wall clock; 0 is no date.
-    qint64 m_value = 0;
-    // Set while the field is being filled from the value, so that a text that
-    // reads back differently (no time of day, a two-digit year) keeps it.
-    bool m_showingValue = false;
+    std::unique_ptr<DateEditPrivate> const d;
 };
 
 #endif

@@ -1,8 +1,15 @@
 #include <vetrel/groupbox.h>
 
+class GroupBoxPrivate
+{
+};
+
 GroupBox::GroupBox(QWidget *parent)
     : QGroupBox(parent)
+    , d(new GroupBoxPrivate)
 { }
+
+GroupBox::~GroupBox() = default;
 
 void GroupBox::prop_Value_changed(const QString &newValue)
 {

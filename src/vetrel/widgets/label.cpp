@@ -1,37 +1,48 @@
 #include <vetrel/label.h>
 
+class LabelPrivate
+{
+public:
+    bool error = false;
+    QString errorText;
+};
+
 Label::Label(QWidget *parent, Qt::WindowFlags flags)
     : QLabel(parent, flags)
+    , d(new LabelPrivate)
 {
     init_label();
 }
 
 Label::Label(const QString &text, QWidget *parent, Qt::WindowFlags flags)
     : QLabel(text, parent, flags)
+    , d(new LabelPrivate)
 {
     init_label();
 }
 
+Label::~Label() = default;
+
 void Label::init_label()
 {
-    m_error = false;
+    d->error = false;
 }
 
 bool Label::hasError() const
 {
-    return m_error;
+    return d->error;
 }
 
 QString Label::errorText() const
 {
-    return m_errorText;
+    return d->errorText;
 }
 
 void Label::setError(QString text)
 {
-    m_error = true;
-    m_errorText = text;
-    setToolTip(m_errorText);
+    d->error = true;
+    d->errorText = text;
+    setToolTip(d->errorText);
     setStyleSheet(QStringLiteral(" Label{color: red}"));
 }
 
@@ -44,8 +55,8 @@ void Label::clearError()
 {
     // Only undo our own colouring: a style sheet the application set on a
     // label that never showed an error must survive.
-    if (!m_error)
+    if (!d->error)
         return;
-    m_error = false;
+    d->error = false;
     setStyleSheet(QStringLiteral(" "));
 }

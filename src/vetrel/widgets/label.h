@@ -5,12 +5,16 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A caption that can show an error: red text, with the error as its tool tip.
  *
  * clearError() keeps the tool tip, so the trader can still read what was
  * wrong until the next error replaces it.
  */
+class LabelPrivate;
+
 class VETREL_EXPORT Label : public QLabel
 {
     Q_OBJECT
@@ -18,6 +22,7 @@ class VETREL_EXPORT Label : public QLabel
 public:
     explicit Label(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
     explicit Label(const QString &text, QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
+    ~Label() override;
 
     bool hasError() const;
     QString errorText() const;
@@ -30,8 +35,7 @@ public Q_SLOTS:
 private:
     void init_label();
 
-    bool m_error;
-    QString m_errorText;
+    std::unique_ptr<LabelPrivate> const d;
 };
 
 #endif

@@ -1,10 +1,17 @@
 #include <vetrel/lineedit.h>
 
+class LineEditPrivate
+{
+};
+
 LineEdit::LineEdit(QWidget *parent)
     : QLineEdit(parent)
+    , d(new LineEditPrivate)
 {
     connect(this, &QLineEdit::textEdited, this, &LineEdit::edit_changed);
 }
+
+LineEdit::~LineEdit() = default;
 
 QString LineEdit::getValue() const
 {

@@ -5,6 +5,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A free-text field whose value is its text.
  *
@@ -12,15 +14,18 @@
  * setValue() updates the text silently, so two line edits bound to each
  * other never echo a value back and forth.
  */
+class LineEditPrivate;
+
 class VETREL_EXPORT LineEdit : public QLineEdit
 {
     Q_OBJECT
     Q_CLASSINFO("Properties", "thisOnly")
-    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue STORED true SCRIPTABLE true
-                   DESIGNABLE true USER true)
+    Q_PROPERTY(QString Value READ getValue WRITE setValue NOTIFY changedValue
+            STORED true SCRIPTABLE true DESIGNABLE true USER true)
 
 public:
     explicit LineEdit(QWidget *parent = nullptr);
+    ~LineEdit() override;
 
     QString getValue() const;
     void setValue(const QString &value);
@@ -30,6 +35,9 @@ Q_SIGNALS:
 
 private Q_SLOTS:
     void edit_changed(QString newValue);
+
+private:
+    std::unique_ptr<LineEditPrivate> const d;
 };
 
 #endif

@@ -3,10 +3,16 @@
 #include <QIcon>
 #include <QStyle>
 
+class PushButtonSendPrivate
+{
+};
+
 PushButtonSend::PushButtonSend(QWidget *parent)
     : QPushButton(parent)
-{
-}
+    , d(new PushButtonSendPrivate)
+{ }
+
+PushButtonSend::~PushButtonSend() = default;
 
 void PushButtonSend::setDefault(bool isDefault)
 {

@@ -3,51 +3,68 @@
 #include <QButtonGroup>
 #include <QVariant>
 
+class RadioButtonPrivate
+{
+public:
+    explicit RadioButtonPrivate(RadioButton *q)
+        : q(q)
+    { }
+
+    QString ownValue() const;
+    void uncheck();
+
+    RadioButton *const q;
+    QString value;
+};
+
 RadioButton::RadioButton(QWidget *parent)
     : QRadioButton(parent)
+    , d(new RadioButtonPrivate(this))
 { }
+
+RadioButton::~RadioButton() = default;
 
 QString RadioButton::getValue() const
 {
-    return isChecked() ? ownValue() : m_value;
+    return isChecked() ? d->ownValue() : d->value;
 }
 
 void RadioButton::setValue(const QString &newValue)
 {
-    m_value = newValue;
-    if (newValue == ownValue())
+    d->value = newValue;
+    if (newValue == d->ownValue())
         setChecked(true);
     else
-        uncheck();
+        d->uncheck();
 }
 
 void RadioButton::nextCheckState()
 {
     QRadioButton::nextCheckState();
-    m_value = ownValue();
-    emit changedValue(m_value);
+    d->value = d->ownValue();
+    emit changedValue(d->value);
 }
 
-QString RadioButton::ownValue() const
+QString RadioButtonPrivate::ownValue() const
 {
-    return property("value").toString();
+    return q->property("value").toString();
 }
 
-void RadioButton::uncheck()
+void RadioButtonPrivate::uncheck()
 {
-    if (!isChecked())
+    if (!q->isChecked())
         return;
     // An exclusive group refuses to uncheck its checked button, yet a value
     // that no button carries must leave the whole group unchecked.
-    QButtonGroup *buttons = group();
-    const bool exclusive = buttons ? buttons->exclusive() : autoExclusive();
+    QButtonGroup *buttons = q->group();
+    const bool exclusive = buttons ? buttons->exclusive() : q->autoExclusive();
     if (buttons)
         buttons->setExclusive(false);
     else
-        setAutoExclusive(false);
-    setChecked(false);
+        q->setAutoExclusive(false);
+    q->setChecked(false);
     if (buttons)
         buttons->setExclusive(exclusive);
     else
-        setAutoExclusive(exclusive);
+        q->setAutoExclusive(exclusive);
 }

@@ -5,6 +5,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A radio button standing for one value of a group.
  *
@@ -12,6 +14,8 @@
  * "value". All buttons of a group are bound to the same name, and every one of
  * them reports the group's current value, checked or not.
  */
+class RadioButtonPrivate;
+
 class VETREL_EXPORT RadioButton : public QRadioButton
 {
     Q_OBJECT
@@ -21,6 +25,7 @@ class VETREL_EXPORT RadioButton : public QRadioButton
 
 public:
     explicit RadioButton(QWidget *parent = nullptr);
+    ~RadioButton() override;
 
     /// "value" while checked, otherwise the group's value last seen.
     QString getValue() const;
@@ -36,10 +41,7 @@ protected:
     void nextCheckState() override;
 
 private:
-    QString ownValue() const;
-    void uncheck();
-
-    QString m_value;
+    std::unique_ptr<RadioButtonPrivate> const d;
 };
 
 #endif

@@ -23,34 +23,57 @@ QString sumOf(const QString &summand, const QString &addendum)
 
 }
 
+class SummatorPrivate
+{
+public:
+    QString value;
+    QString summand;
+    QString addendum;
+};
+
 Summator::Summator(QObject *parent)
     : QObject(parent)
+    , d(new SummatorPrivate)
+{ }
+
+Summator::~Summator() = default;
+
+QString Summator::getValue() const
 {
+    return d->value;
+}
+
+QString Summator::getSummand() const
+{
+    return d->summand;
+}
+
+QString Summator::getAddendum() const
+{
+    return d->addendum;
 }
 
 void Summator::setSummand(const QString &summand)
 {
-    setOperand(m_summand, summand);
+    if (d->summand == summand)
+        return;
+    d->summand = summand;
+    update();
 }
 
 void Summator::setAddendum(const QString &addendum)
 {
-    setOperand(m_addendum, addendum);
-}
-
-void Summator::setOperand(QString &operand, const QString &text)
-{
-    if (operand == text)
+    if (d->addendum == addendum)
         return;
-    operand = text;
+    d->addendum = addendum;
     update();
 }
 
 void Summator::update()
 {
-    const QString sum = sumOf(m_summand, m_addendum);
-    if (sum == m_value)
+    const QString sum = sumOf(d->summand, d->addendum);
+    if (sum == d->value)
         return;
-    m_value = sum;
-    emit changedValue(m_value);
+    d->value = sum;
+    emit changedValue(d->value);
 }

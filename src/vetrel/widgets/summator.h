@@ -6,12 +6,16 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * An invisible form member that adds two bound numbers: the binding writes
  * "Summand" and "Addendum" (canonical decimal text) and reads the sum from
  * the read-only "Value". When either operand is not a number the value is the
  * summand as it stands.
  */
+class SummatorPrivate;
+
 class VETREL_EXPORT Summator : public QObject
 {
     Q_OBJECT
@@ -22,10 +26,11 @@ class VETREL_EXPORT Summator : public QObject
 
 public:
     explicit Summator(QObject *parent = nullptr);
+    ~Summator() override;
 
-    QString getValue() const { return m_value; }
-    QString getSummand() const { return m_summand; }
-    QString getAddendum() const { return m_addendum; }
+    QString getValue() const;
+    QString getSummand() const;
+    QString getAddendum() const;
 
 public Q_SLOTS:
     void setSummand(const QString &summand);
@@ -36,11 +41,7 @@ Q_SIGNALS:
     void changedValue(QString value);
 
 private:
-    void setOperand(QString &operand, const QString &text);
-
-    QString m_value;
-    QString m_summand;
-    QString m_addendum;
+    std::unique_ptr<SummatorPrivate> const d;
 };
 
 #endif

@@ -1,20 +1,29 @@
 #include <vetrel/vetrelcombobox.h>
 
+class VetrelComboBoxPrivate
+{
+public:
+    QVariant value;
+};
+
 VetrelComboBox::VetrelComboBox(QWidget *parent)
     : QComboBox(parent)
+    , d(new VetrelComboBoxPrivate)
 {
     connect(
         this, qOverload<int>(&QComboBox::currentIndexChanged), this, &VetrelComboBox::onCurrentIndexChanged);
 }
 
+VetrelComboBox::~VetrelComboBox() = default;
+
 QString VetrelComboBox::getValue() const
 {
-    return m_value.toString();
+    return d->value.toString();
 }
 
 void VetrelComboBox::setValue(const QVariant &newValue)
 {
-    if (m_value == newValue)
+    if (d->value == newValue)
         return;
     int chosen = -1;
     for (int i = 0, n = count(); i < n; ++i) {
@@ -24,7 +33,7 @@ void VetrelComboBox::setValue(const QVariant &newValue)
     if (chosen < 0)
         return;
     // Stored first, so that the index change below finds nothing new to report.
-    m_value = newValue;
+    d->value = newValue;
     setCurrentIndex(chosen);
     emit changedValue(newValue);
 }
@@ -34,8 +43,8 @@ void VetrelComboBox::onCurrentIndexChanged(int index)
     if (index == -1)
         return;
     const QVariant data = itemData(index, Qt::UserRole);
-    if (data == m_value)
+    if (data == d->value)
         return;
-    m_value = data;
+    d->value = data;
     emit changedValue(data);
 }

@@ -6,6 +6,8 @@
 
 #include <vetrel/vetrel_export.h>
 
+#include <memory>
+
 /**
  * A combo box whose value is the Qt::UserRole data of the chosen item; the
  * item texts are only for the user.
@@ -13,6 +15,8 @@
  * Unlike the other value widgets, setValue() announces the change with one
  * changedValue(), so that whoever set it learns the item that was chosen.
  */
+class VetrelComboBoxPrivate;
+
 class VETREL_EXPORT VetrelComboBox : public QComboBox
 {
     Q_OBJECT
@@ -22,6 +26,7 @@ class VETREL_EXPORT VetrelComboBox : public QComboBox
 
 public:
     explicit VetrelComboBox(QWidget *parent = nullptr);
+    ~VetrelComboBox() override;
 
     /// The value as text (empty while nothing has been chosen).
     QString getValue() const;
@@ -36,7 +41,7 @@ protected slots:
     void onCurrentIndexChanged(int index);
 
 private:
-    QVariant m_value;
+    std::unique_ptr<VetrelComboBoxPrivate> const d;
 };
 
 #endif
