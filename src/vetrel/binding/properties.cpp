@@ -9,7 +9,7 @@
 #include <QVariant>
 #include <QVector>
 
-#include <iterator>
+#include <algorithm>
 #include <limits>
 #include <vector>
 
@@ -21,25 +21,27 @@ namespace
 constexpr int MaxPropagationDepth = 32;
 
 const QByteArray ClassInfoName = QByteArrayLiteral("Properties");
-const QByteArray ModeThis = QByteArrayLiteral("this");
-const QByteArray ModeThisOnly = QByteArrayLiteral("thisOnly");
-const QByteArray ModeSuper = QByteArrayLiteral("super");
+// Read straight from the meta-objects' static data: a form walks thousands
+// of these, and a copy of each would cost an allocation.
+const QLatin1String ModeThis("this");
+const QLatin1String ModeThisOnly("thisOnly");
+const QLatin1String ModeSuper("super");
 
-QByteArray classInfoValue(const QMetaObject *metaObject)
+QLatin1String classInfoValue(const QMetaObject *metaObject)
 {
     const int index = metaObject->indexOfClassInfo(ClassInfoName.constData());
-    return index < 0 ? QByteArray() : QByteArray(metaObject->classInfo(index).value());
+    return index < 0 ? QLatin1String() : QLatin1String(metaObject->classInfo(index).value());
 }
 
 // Follows "super" to the class whose own properties are to be bound; returns
 // that class's meta-object and stores the mode found there in @p mode.
-const QMetaObject *bindingClass(const QMetaObject *metaObject, QByteArray *mode)
+const QMetaObject *bindingClass(const QMetaObject *metaObject, QLatin1String *mode)
 {
     *mode = classInfoValue(metaObject);
     while (*mode == ModeSuper) {
         metaObject = metaObject->superClass();
         if (!metaObject) {
-            mode->clear();
+            *mode = QLatin1String();
             return nullptr;
         }
         *mode = classInfoValue(metaObject);
@@ -47,7 +49,7 @@ const QMetaObject *bindingClass(const QMetaObject *metaObject, QByteArray *mode)
     return metaObject;
 }
 
-bool bindsOwnProperties(const QByteArray &mode)
+bool bindsOwnProperties(QLatin1String mode)
 {
     return mode == ModeThis || mode == ModeThisOnly;
 }
@@ -221,7 +223,8 @@ public:
     Properties *const q;
     // By signal key; a later binding of the same signal replaces the entry.
     QMap<Key, Notifier> notifiers;
-    QMultiMap<QString, Key> nameToProperties;
+    // Every property bound under a name, in the order of binding.
+    QHash<QString, QVector<Key>> nameToProperties;
     QMap<QString, QVariant> store;
     QTimer *const changeTimer;
     QMultiMap<QObject *, QString> objProp;
@@ -338,7 +341,7 @@ bool Properties::connectAll(QObject *root)
     if (!root)
         return false;
 
-    QByteArray mode;
+    QLatin1String mode;
     const QMetaObject *boundClass = bindingClass(root->metaObject(), &mode);
     int count = 0;
     if (bindsOwnProperties(mode)) {
@@ -386,7 +389,7 @@ bool Properties::disconnectAll(QObject *root)
         return false;
 
     const QMetaObject *metaObject = root->metaObject();
-    const QByteArray mode = classInfoValue(metaObject);
+    const QLatin1String mode = classInfoValue(metaObject);
     int count = 0;
     if (bindsOwnProperties(mode)) {
         for (int i = metaObject->propertyOffset(); i < metaObject->propertyCount(); ++i)
@@ -409,7 +412,7 @@ void Properties::propertyChanged()
 bool PropertiesPrivate::bind(const QString &name, QObject *object, int index)
 {
     const Key propertyKey { object, index };
-    nameToProperties.insert(name, propertyKey);
+    nameToProperties[name].append(propertyKey);
     trackDestruction(object, name);
 
     const QMetaProperty metaProperty = object->metaObject()->property(index);
@@ -441,8 +444,12 @@ bool PropertiesPrivate::bind(const QString &name, QObject *object, int index)
 bool PropertiesPrivate::unbind(const QString &name, QObject *object, int index)
 {
     const Key propertyKey { object, index };
-    if (nameToProperties.remove(name, propertyKey) > 0)
+    const auto bound = nameToProperties.find(name);
+    if (bound != nameToProperties.end() && bound->removeAll(propertyKey) > 0) {
         ++unbindGeneration;
+        if (bound->isEmpty())
+            nameToProperties.erase(bound);
+    }
 
     const QMetaProperty metaProperty = object->metaObject()->property(index);
     if (!metaProperty.hasNotifySignal())
@@ -534,14 +541,17 @@ void PropertiesPrivate::forEachBound(const QString &name, const QObject *skip, F
     // A snapshot, because the calls below re-enter the propagation and may
     // bind, unbind or destroy objects.
     QVarLengthArray<Key, 16> keys;
-    for (auto it = nameToProperties.constFind(name); it != nameToProperties.cend() && it.key() == name;
-         ++it) {
+    const auto bound = nameToProperties.constFind(name);
+    if (bound == nameToProperties.cend())
+        return;
+    // Most recently bound first.
+    for (auto it = bound->crbegin(); it != bound->crend(); ++it) {
         if (it->object != skip)
             keys.append(*it);
     }
     const quint64 generation = unbindGeneration;
     for (const Key &key : keys) {
-        if (generation != unbindGeneration && !nameToProperties.contains(name, key))
+        if (generation != unbindGeneration && !nameToProperties.value(name).contains(key))
             continue;
         if (!fn(key))
             return;
@@ -588,9 +598,14 @@ void PropertiesPrivate::objectDestroyed(QObject *object)
 {
     const QVarLengthArray<QString, 2> names = boundNames.take(object);
     for (const QString &name : names) {
-        auto it = nameToProperties.find(name);
-        while (it != nameToProperties.end() && it.key() == name)
-            it = it->object == object ? nameToProperties.erase(it) : std::next(it);
+        const auto bound = nameToProperties.find(name);
+        if (bound == nameToProperties.end())
+            continue;
+        bound->erase(std::remove_if(bound->begin(), bound->end(),
+                         [object](const Key &key) { return key.object == object; }),
+            bound->end());
+        if (bound->isEmpty())
+            nameToProperties.erase(bound);
     }
 
     const Key first { object, std::numeric_limits<int>::min() };
