@@ -21,9 +21,9 @@ class PropertiesPrivate;
  * connectAll() walks a widget tree and binds the properties that each class
  * offers through its "Properties" class info ("this", "thisOnly", "super"),
  * renamed by the dynamic properties "field" and "fields". Every value is kept
- * as text; a change of one bound property is written into every other
- * property bound under the same name, and hasChanged() follows once per pass
- * of the event loop.
+ * as text; when one bound property changes, its peers under that name are
+ * updated to match, and hasChanged() is emitted at most once per event-loop
+ * pass.
  *
  * A widget that answers a text written into it with another text (a number
  * editor adding trailing zeros, a date editor spelling out the time) sets

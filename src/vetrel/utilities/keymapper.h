@@ -19,8 +19,8 @@ VETREL_EXPORT bool isDecimal(QKeyEvent *event);
 // Codes below 32 and 127 (DEL).
 VETREL_EXPORT bool isAsciiControl(int code);
 
-// The key symbol printed on the physical key rather than the one the current
-// modifiers produce (for a keypad key the digit, even with NumLock off).
+// What the key cap shows, ignoring Shift, NumLock and the like: a keypad
+// key gives its digit whether or not NumLock is on.
 // Falls back to event->key() for events without text, when the keyboard map
 // cannot be read (no X11 display) or when the symbol is a control code.
 VETREL_EXPORT int visibleKeycodeByNative(QKeyEvent *event);

@@ -18,8 +18,8 @@ VETREL_EXPORT QWidget *appTopLevelWidget(QWidget *widget);
 // the reference rectangle, a centre flag centres. Not clamped to the screen.
 VETREL_EXPORT void moveWidgetRelatively(QWidget *widget, const QWidget *anchor, Qt::Alignment alignment);
 
-// The text padded with fill on both sides to width characters; an odd
-// padding puts the extra character on the right.
+// Centres text in a field of the given width using fill; when the padding
+// cannot be split evenly, the right side gets one more.
 VETREL_EXPORT QString centerJustified(const QString &text, int width, QChar fill);
 
 #endif

@@ -10,8 +10,8 @@
 #include <memory>
 
 /**
- * Accepts a signed fixed-point number written in the validator's locale and
- * regroups its integer part while the user types (group separators inserted,
+ * Lets through only a fixed-point number, possibly signed, in the notation of
+ * the validator's locale, and regroups its integer part while the user types (group separators inserted,
  * superfluous leading zeros and a positive sign dropped), keeping the cursor
  * after the same digit. Limits the integer and fraction digits, and can
  * refuse negative numbers and zero (a zero is then only intermediate).
@@ -41,8 +41,8 @@ public:
 
     State validate(QString &input, int &pos) const override;
 
-    // The judgement on a text that has passed the syntax checks: a number the
-    // platform decimal can hold, non-zero or zero where zero is allowed.
+    // Once the syntax is fine: can the platform decimal hold the number, and
+    // is a zero allowed here?
     State validateParsedString(const QString &text) const;
 
     // Parses the text as the field shows it (grouped, in the validator's

@@ -10,8 +10,8 @@
 class QDate;
 
 /**
- * The date field of the forms: an editable combo box showing the date in the
- * system locale's short format, with a calendar as its drop-down.
+ * A date entry for order forms: an editable combo box that shows the date in
+ * the system locale's short format and drops down a calendar.
  *
  * Its Value is locale-independent: "yyyy.MM.dd HH:mm:ss.zzz", or empty for no
  * date. The digits are wall-clock digits kept as if they were UTC, so no time
