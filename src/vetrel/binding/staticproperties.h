@@ -11,6 +11,8 @@
 
 #include <memory>
 
+class StaticPropertiesPrivate;
+
 /**
  * Watches the statically declared USER properties (those with a notify
  * signal) of individual objects, keeps their last values in their own types
@@ -20,8 +22,6 @@
  * children, no renaming, no coalescing. One object per property name can be
  * written through setValue(): the one bound last.
  */
-class StaticPropertiesPrivate;
-
 class VETREL_EXPORT StaticProperties : public QObject
 {
     Q_OBJECT

@@ -7,14 +7,14 @@
 
 #include <memory>
 
+class ObjectDeleterPrivate;
+
 /**
  * Lives as long as any of its owners: once the last registered owner is
  * destroyed, it deletes itself (on the next event-loop turn) and takes its
  * children with it. Objects that are to share that lifetime are made its
  * children by the caller.
  */
-class ObjectDeleterPrivate;
-
 class VETREL_EXPORT ObjectDeleter : public QObject
 {
     Q_OBJECT

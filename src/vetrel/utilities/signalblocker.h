@@ -7,13 +7,13 @@
 
 class QObject;
 
+class SignalBlockerPrivate;
+
 /**
  * Scope guard for QObject::blockSignals: sets the blocking state for the
  * guard's lifetime and puts back the state it found, so nested guards and
  * early returns (exceptions included) leave the object as it was.
  */
-class SignalBlockerPrivate;
-
 class VETREL_EXPORT SignalBlocker
 {
 public:

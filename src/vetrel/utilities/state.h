@@ -8,6 +8,8 @@
 
 #include <memory>
 
+class StatePrivate;
+
 /**
  * A QState that writes a "QGuiLog" debug line whenever the machine enters or
  * leaves it, naming it by its path through the enclosing States
@@ -17,8 +19,6 @@
  * The object name is fixed at construction (the name, or prefix::name); later
  * setName()/setPrefix() change only what is logged.
  */
-class StatePrivate;
-
 class VETREL_EXPORT State : public QState
 {
     Q_OBJECT

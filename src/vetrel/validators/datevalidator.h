@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class DateValidatorPrivate;
+
 /**
  * Judges a date typed in the system locale's short date format.
  *
@@ -14,8 +16,6 @@
  * screen. Dates are read as UTC wall-clock digits, so the local time zone
  * never moves them.
  */
-class DateValidatorPrivate;
-
 class VETREL_EXPORT DateValidator : public QValidator
 {
     Q_OBJECT

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+class DecimalValidatorPrivate;
+
 /**
  * Lets through only a fixed-point number, possibly signed, in the notation of
  * the validator's locale, and regroups its integer part while the user types (group separators inserted,
@@ -19,8 +21,6 @@
  * The locale's characters are read afresh on every call, so a validator
  * follows a setLocale() at once.
  */
-class DecimalValidatorPrivate;
-
 class VETREL_EXPORT DecimalValidator : public QValidator
 {
     Q_OBJECT

@@ -11,6 +11,8 @@
 class Properties;
 class QWidget;
 
+class FormValidationPrivate;
+
 /**
  * Paints red the captions of a form's invalid fields.
  *
@@ -19,8 +21,6 @@ class QWidget;
  * set() the names that failed. The widgets are not owned and must outlive this
  * object; a caption's own style sheet is replaced the first time it is painted.
  */
-class FormValidationPrivate;
-
 class VETREL_EXPORT FormValidation
 {
 public:

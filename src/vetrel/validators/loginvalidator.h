@@ -7,12 +7,12 @@
 
 #include <memory>
 
+class LoginValidatorPrivate;
+
 /**
  * A regular-expression validator for login names that drops the blanks a user
  * pastes or types around the name before judging it.
  */
-class LoginValidatorPrivate;
-
 class VETREL_EXPORT LoginValidator : public QRegExpValidator
 {
     Q_OBJECT

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class CheckBoxPrivate;
+
 /**
  * A check box whose two states stand for the designer-set dynamic properties
  * "value_checked" and "value_unchecked".
@@ -15,8 +17,6 @@
  * leads to; getValue() tells the states apart, and it is what the binding
  * engine reads.
  */
-class CheckBoxPrivate;
-
 class VETREL_EXPORT CheckBox : public QCheckBox
 {
     Q_OBJECT

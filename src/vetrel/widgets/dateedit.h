@@ -9,6 +9,8 @@
 
 class QDate;
 
+class DateEditPrivate;
+
 /**
  * A date entry for order forms: an editable combo box that shows the date in
  * the system locale's short format and drops down a calendar.
@@ -18,8 +20,6 @@ class QDate;
  * zone ever shifts them. Unlike the plain value widgets, setValue() announces
  * every change through changedValue(), in the canonical notation.
  */
-class DateEditPrivate;
-
 class VETREL_EXPORT DateEdit : public QComboBox
 {
     Q_OBJECT

@@ -7,13 +7,13 @@
 
 #include <memory>
 
+class GroupBoxPrivate;
+
 /**
  * A group box that can stand in a binding as the owner of a Value, for
  * instance around radio buttons bound to one name. It has no value of its own:
  * it never sets the bound value and ignores what it is told.
  */
-class GroupBoxPrivate;
-
 class VETREL_EXPORT GroupBox : public QGroupBox
 {
     Q_OBJECT

@@ -7,14 +7,14 @@
 
 #include <memory>
 
+class LabelPrivate;
+
 /**
  * A caption that can show an error: red text, with the error as its tool tip.
  *
  * clearError() keeps the tool tip, so the trader can still read what was
  * wrong until the next error replaces it.
  */
-class LabelPrivate;
-
 class VETREL_EXPORT Label : public QLabel
 {
     Q_OBJECT

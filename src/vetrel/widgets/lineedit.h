@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class LineEditPrivate;
+
 /**
  * A free-text field whose value is its text.
  *
@@ -14,8 +16,6 @@
  * setValue() updates the text silently, so two line edits bound to each
  * other never echo a value back and forth.
  */
-class LineEditPrivate;
-
 class VETREL_EXPORT LineEdit : public QLineEdit
 {
     Q_OBJECT

@@ -7,12 +7,12 @@
 
 #include <memory>
 
+class PushButtonSendPrivate;
+
 /**
  * A form's send button: when it is the default button it carries the style's
  * OK icon, so the trader sees which button Enter presses.
  */
-class PushButtonSendPrivate;
-
 class VETREL_EXPORT PushButtonSend : public QPushButton
 {
     Q_OBJECT

@@ -7,12 +7,12 @@
 
 #include <memory>
 
+class QuantityEditorPrivate;
+
 /**
  * A NumberEditor for whole, non-negative quantities (zero allowed). It binds
  * the number editor's properties, being nothing but a configuration of it.
  */
-class QuantityEditorPrivate;
-
 class VETREL_EXPORT QuantityEditor : public NumberEditor
 {
     Q_OBJECT

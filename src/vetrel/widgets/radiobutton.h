@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class RadioButtonPrivate;
+
 /**
  * A radio button standing for one value of a group.
  *
@@ -14,8 +16,6 @@
  * "value". All buttons of a group are bound to the same name, and every one of
  * them reports the group's current value, checked or not.
  */
-class RadioButtonPrivate;
-
 class VETREL_EXPORT RadioButton : public QRadioButton
 {
     Q_OBJECT

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+class SliderGroupPrivate;
+
 /**
  * One optional whole number (a limit, say): a check box switches it on, and
  * it is then set by typing into a quantity field or by dragging a slider.
@@ -14,8 +16,6 @@
  * by the bound it passed.
  * While switched off the value is 0 and both are disabled.
  */
-class SliderGroupPrivate;
-
 class VETREL_EXPORT SliderGroup : public QGroupBox
 {
     Q_OBJECT

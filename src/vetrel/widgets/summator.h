@@ -8,14 +8,14 @@
 
 #include <memory>
 
+class SummatorPrivate;
+
 /**
  * An invisible form member that adds two bound numbers: the binding writes
  * "Summand" and "Addendum" (canonical decimal text) and reads the sum from
  * the read-only "Value". When either operand is not a number the value is the
  * summand as it stands.
  */
-class SummatorPrivate;
-
 class VETREL_EXPORT Summator : public QObject
 {
     Q_OBJECT

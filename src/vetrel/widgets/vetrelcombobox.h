@@ -8,6 +8,8 @@
 
 #include <memory>
 
+class VetrelComboBoxPrivate;
+
 /**
  * A combo box whose value is the Qt::UserRole data of the chosen item; the
  * item texts are only for the user.
@@ -15,8 +17,6 @@
  * Unlike the other value widgets, setValue() announces the change with one
  * changedValue(), so that whoever set it learns the item that was chosen.
  */
-class VetrelComboBoxPrivate;
-
 class VETREL_EXPORT VetrelComboBox : public QComboBox
 {
     Q_OBJECT
