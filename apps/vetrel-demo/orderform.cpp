@@ -1,6 +1,7 @@
 #include "orderform.h"
 
 #include <vetrel/checkbox.h>
+#include <vetrel/combobox.h>
 #include <vetrel/lineedit.h>
 #include <vetrel/loginvalidator.h>
 #include <vetrel/partnerselectorbox.h>
@@ -75,6 +76,10 @@ OrderForm::OrderForm(QWidget *form)
 {
     // What a form file cannot say: validators, composite parts and invisible helpers.
     m_account->setValidator(new LoginValidator(QRegExp(QStringLiteral("[A-Z][A-Z0-9]{2,11}")), m_account));
+
+    // Traders find a row by any part of its code or name, typed on either layout.
+    for (auto *box : m_form->findChildren<ComboBox *>())
+        box->setTraderSearch(true);
 
     auto *iceberg = child<SliderGroup>("icebergGroup");
     iceberg->setCheckedText(tr("Show at most"));

@@ -35,6 +35,7 @@ BoardSelectorBox::BoardSelectorBox(QWidget *parent)
     setCurrentIndex(-1);
     d->filtered->setStockCode(d->stockCode);
     d->install(d->filtered);
+    setTraderSearchCodeRole(BoardSelectorModel::BoardCodeRole);
     lineEdit()->setValidator(comboBoxValidator());
     setSourceModel(new BoardSelectorModel(this));
     setEditText(QString());

@@ -52,6 +52,7 @@ SecuritySelectorBox::SecuritySelectorBox(QWidget *parent)
     lineEdit()->setPlaceholderText(tr("Инструмент"));
     d->filtered->setStockBoard(d->stockCode, d->boardCode);
     d->install(d->filtered);
+    setTraderSearchCodeRole(SecuritySelectorModel::SecurityCodeRole);
     setSourceModel(new SecuritySelectorModel(this));
     setEditText(QString());
     connect(this, &QComboBox::editTextChanged, this, &SecuritySelectorBox::edit_changed);

@@ -32,6 +32,7 @@ StockSelectorBox::StockSelectorBox(QWidget *parent)
     lineEdit()->setPlaceholderText(tr("Площадка"));
     setCurrentIndex(-1);
     d->install(d->proxy);
+    setTraderSearchCodeRole(StockSelectorModel::StockCodeRole);
     lineEdit()->setValidator(comboBoxValidator());
     setSourceModel(new StockSelectorModel(this));
     setEditText(QString());

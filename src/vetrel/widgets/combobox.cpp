@@ -2,11 +2,13 @@
 
 #include <vetrel/comboboxvalidator.h>
 #include <vetrel/completionordermodel_p.h>
+#include <vetrel/tradersearch_p.h>
 
 #include <QAbstractItemView>
 #include <QCompleter>
 #include <QEvent>
 #include <QItemSelectionModel>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QListView>
 #include <QPointer>
@@ -34,11 +36,16 @@ public:
         }
         if (validator)
             validator->setModel(model);
+        if (search)
+            search->setModel(model);
     }
 
     ComboBox *const q;
     QPointer<ComboBoxValidator> validator;
     CompletionOrderModel *completionOrder = nullptr;
+    QPointer<QCompleter> completer;
+    TraderSearch *search = nullptr;
+    int codeRole = -1;
     QPointer<QAbstractItemModel> followed;
 };
 
@@ -56,6 +63,7 @@ ComboBox::ComboBox(QWidget *parent)
     if (auto *list = qobject_cast<QListView *>(completer->popup()))
         list->setUniformItemSizes(true);
     setCompleter(completer);
+    d->completer = completer;
     d->completionOrder = new CompletionOrderModel(this);
 
     d->validator = new ComboBoxValidator(lineEdit());
@@ -78,6 +86,36 @@ void ComboBox::setModel(QAbstractItemModel *model)
     d->followModel();
 }
 
+bool ComboBox::traderSearch() const
+{
+    return d->search;
+}
+
+void ComboBox::setTraderSearch(bool on)
+{
+    if (on == traderSearch() || !lineEdit())
+        return;
+    if (on) {
+        // The search list takes the completer's place, so only one list
+        // answers a keystroke.
+        QComboBox::setCompleter(nullptr);
+        d->search = new TraderSearch(this);
+        d->search->setCodeRole(d->codeRole);
+        d->search->setModel(model());
+    } else {
+        delete d->search;
+        d->search = nullptr;
+        QComboBox::setCompleter(d->completer);
+    }
+}
+
+void ComboBox::setTraderSearchCodeRole(int role)
+{
+    d->codeRole = role;
+    if (d->search)
+        d->search->setCodeRole(role);
+}
+
 void ComboBox::showPopup()
 {
     // QComboBox::showPopup() selects the current row itself, so the selection
@@ -94,6 +132,14 @@ bool ComboBox::eventFilter(QObject *watched, QEvent *event)
     // completer must look at the model that the box shows now.
     switch (event->type()) {
     case QEvent::KeyPress:
+        d->followModel();
+        if (d->search && watched == lineEdit() && d->search->keyPress(static_cast<QKeyEvent *>(event)))
+            return true;
+        break;
+    case QEvent::FocusOut:
+        if (d->search)
+            d->search->hide();
+        break;
     case QEvent::InputMethod:
     case QEvent::FocusIn:
         d->followModel();

@@ -26,6 +26,11 @@ class ComboBoxPrivate;
 class VETREL_EXPORT ComboBox : public QComboBox
 {
     Q_OBJECT
+    /// Off: the completer offers the rows that start with the typed text. On:
+    /// a search list offers every row whose code or name contains it, in any
+    /// case or keyboard layout, best matches first. The validator and the
+    /// chosen row behave the same either way.
+    Q_PROPERTY(bool TraderSearch READ traderSearch WRITE setTraderSearch)
 
 public:
     explicit ComboBox(QWidget *parent = nullptr);
@@ -36,6 +41,12 @@ public:
 
     /// Replaces the model; the completer and the validator follow it.
     void setModel(QAbstractItemModel *model);
+
+    bool traderSearch() const;
+    void setTraderSearch(bool on);
+    /// The item data role of a row's code for the search list; the display
+    /// text serves as the code where this is negative (the default).
+    void setTraderSearchCodeRole(int role);
 
     /// Opens the list with no highlighted row.
     void showPopup() override;
