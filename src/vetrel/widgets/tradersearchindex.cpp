@@ -41,23 +41,16 @@ bool isWordStart(const char *text, const char *at)
     return !std::strchr(",.;'[]", before);
 }
 
-// The first occurrence of `query` in [from, to): the rarest-looking byte is
-// found with memchr and the rest compared around it.
-const char *search(const char *from, const char *to, const QByteArray &query)
+// The bytes from `at` to the end of its code or of its row.
+QByteArray fieldAt(const char *at)
 {
-    const auto n = size_t(query.size());
-    if (size_t(to - from) < n)
-        return nullptr;
-    const char first = query.at(0);
-    const char *last = to - n;
-    for (const char *at = from; at <= last; ++at) {
-        at = static_cast<const char *>(std::memchr(at, first, size_t(last - at) + 1));
-        if (!at)
-            return nullptr;
-        if (std::memcmp(at, query.constData(), n) == 0)
-            return at;
-    }
-    return nullptr;
+    return QByteArray::fromRawData(at, int(std::strcspn(at, "\x1f\n")));
+}
+
+QByteArray fieldStart(const char *at, size_t n)
+{
+    const QByteArray field = fieldAt(at);
+    return field.size() > int(n) ? QByteArray::fromRawData(at, int(n)) : field;
 }
 
 }
@@ -90,14 +83,26 @@ void TraderSearchIndex::append(const QString &code, const QString &name)
 
 void TraderSearchIndex::finish()
 {
-    m_byCode.resize(size_t(size()));
-    for (int row = 0; row < size(); ++row)
-        m_byCode[size_t(row)] = row;
-    const auto codeOf = [this](int row) {
+    m_byCode.clear();
+    m_byWord.clear();
+    const char *text = m_text.constData();
+    for (int row = 0; row < size(); ++row) {
         const char *begin = rowBegin(row);
-        return QByteArray::fromRawData(begin, int(std::strchr(begin, unitSeparator) - begin));
-    };
-    std::stable_sort(m_byCode.begin(), m_byCode.end(), [&](int a, int b) { return codeOf(a) < codeOf(b); });
+        const char *end = rowEnd(row);
+        m_byCode.push_back(int(begin - text));
+        const char *name
+            = static_cast<const char *>(std::memchr(begin, unitSeparator, size_t(end - begin))) + 1;
+        for (const char *at = name; at < end; ++at) {
+            if (isWordStart(name, at) && *at != ' ')
+                m_byWord.push_back(int(at - text));
+        }
+    }
+    const auto byField = [text](int a, int b) { return fieldAt(text + a) < fieldAt(text + b); };
+    std::stable_sort(m_byCode.begin(), m_byCode.end(), byField);
+    std::stable_sort(m_byWord.begin(), m_byWord.end(), byField);
+    std::fill(std::begin(m_bytes), std::end(m_bytes), 0);
+    for (char c : m_text)
+        ++m_bytes[static_cast<unsigned char>(c)];
 }
 
 int TraderSearchIndex::size() const
@@ -131,72 +136,79 @@ TraderSearchIndex::Kind TraderSearchIndex::kindOf(int row, const QByteArray &que
     return Anywhere;
 }
 
-void TraderSearchIndex::collectCodes(const QByteArray &query, int limit, std::vector<Match> &found) const
+int TraderSearchIndex::rowAt(int offset) const
 {
+    return int(std::upper_bound(m_starts.begin(), m_starts.end(), offset) - m_starts.begin()) - 1;
+}
+
+const char *TraderSearchIndex::search(const char *from, const char *to, const QByteArray &query) const
+{
+    // memchr for the query's rarest byte, then the rest compared around it.
+    int key = 0;
+    for (int i = 1; i < query.size(); ++i) {
+        if (m_bytes[static_cast<unsigned char>(query[i])] < m_bytes[static_cast<unsigned char>(query[key])])
+            key = i;
+    }
     const auto n = size_t(query.size());
-    const auto codeLength = [this](int row) {
-        const char *begin = rowBegin(row);
-        return size_t(
-            static_cast<const char *>(std::memchr(begin, unitSeparator, size_t(rowEnd(row) - begin)))
-            - begin);
-    };
-    const auto codeStart
-        = [&](int row) { return QByteArray::fromRawData(rowBegin(row), int(std::min(n, codeLength(row)))); };
-    // The rows whose code starts with the query lie together in code order,
-    // those whose code is the query first, in model order among themselves.
-    const auto from = std::lower_bound(m_byCode.begin(), m_byCode.end(), query,
-        [&](int row, const QByteArray &q) { return codeStart(row) < q; });
+    if (size_t(to - from) < n)
+        return nullptr;
+    const char *last = to - n;
+    for (const char *at = from + key; at <= last + key; ++at) {
+        at = static_cast<const char *>(std::memchr(at, query[key], size_t(last + key - at) + 1));
+        if (!at)
+            return nullptr;
+        if (std::memcmp(at - key, query.constData(), n) == 0)
+            return at - key;
+    }
+    return nullptr;
+}
+
+std::pair<std::vector<int>::const_iterator, std::vector<int>::const_iterator> TraderSearchIndex::startingWith(
+    const std::vector<int> &sorted, const QByteArray &query) const
+{
+    const char *text = m_text.constData();
+    const auto n = size_t(query.size());
+    const auto from = std::lower_bound(sorted.begin(), sorted.end(), query,
+        [&](int at, const QByteArray &q) { return fieldStart(text + at, n) < q; });
     const auto to = std::upper_bound(
-        from, m_byCode.end(), query, [&](const QByteArray &q, int row) { return q < codeStart(row); });
-    auto longer = from;
-    for (; longer != to && codeLength(*longer) == n && int(found.size()) < limit; ++longer)
-        found.push_back({ *longer, ExactCode });
-    while (longer != to && codeLength(*longer) == n)
-        ++longer;
+        from, sorted.end(), query, [&](const QByteArray &q, int at) { return q < fieldStart(text + at, n); });
+    return { from, to };
+}
+
+void TraderSearchIndex::collect(std::vector<int>::const_iterator from, std::vector<int>::const_iterator to,
+    const QByteArray &query, Kind kind, int limit, std::vector<Match> &found) const
+{
     std::vector<int> rows;
-    const auto wide = to - longer;
+    const auto wanted = size_t(limit) - found.size();
     // A wide range has its first rows early in model order: reading rows in
     // order and stopping soon costs less than sorting the range.
-    if (wide > 4 * limit && wide * 64 > size()) {
-        for (int row = 0; row < size() && int(rows.size()) < limit; ++row) {
-            if (codeLength(row) > n && std::memcmp(rowBegin(row), query.constData(), n) == 0)
+    if ((to - from) > 4 * limit && (to - from) * 64 > size()) {
+        for (int row = 0; row < size() && rows.size() < wanted; ++row) {
+            if (kindOf(row, query) == kind)
                 rows.push_back(row);
         }
     } else {
-        rows.assign(longer, to);
+        for (auto it = from; it != to; ++it)
+            rows.push_back(rowAt(*it));
         std::sort(rows.begin(), rows.end());
+        rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+        rows.erase(
+            std::remove_if(rows.begin(), rows.end(), [&](int row) { return kindOf(row, query) != kind; }),
+            rows.end());
+        rows.resize(std::min(rows.size(), wanted));
     }
-    for (int row : rows) {
-        if (int(found.size()) < limit)
-            found.push_back({ row, CodePrefix });
-    }
+    for (int row : rows)
+        found.push_back({ row, kind });
 }
 
-void TraderSearchIndex::collectNames(const QByteArray &query, int limit, std::vector<Match> &found) const
+void TraderSearchIndex::collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const
 {
-    // Word prefixes outrank the rest, so rows met in model order wait in
-    // `anywhere` until enough word prefixes are certain.
-    const int wanted = limit - int(found.size());
-    std::vector<Match> words;
-    std::vector<Match> anywhere;
     const char *end = m_text.constData() + m_text.size();
-    int row = 0;
-    for (const char *at = m_text.constData(); int(words.size()) < wanted && (at = search(at, end, query));) {
-        row = int(std::upper_bound(m_starts.begin() + row, m_starts.end(), int(at - m_text.constData()))
-                  - m_starts.begin())
-            - 1;
-        const Kind kind = kindOf(row, query);
-        if (kind == WordPrefix)
-            words.push_back({ row, kind });
-        else if (kind == Anywhere && int(anywhere.size()) < wanted)
-            anywhere.push_back({ row, kind });
+    for (const char *at = m_text.constData(); int(found.size()) < limit && (at = search(at, end, query));) {
+        const int row = rowAt(int(at - m_text.constData()));
+        if (kindOf(row, query) == Anywhere)
+            found.push_back({ row, Anywhere });
         at = rowEnd(row) + 1;
-    }
-    for (const auto &group : { words, anywhere }) {
-        for (const Match &match : group) {
-            if (int(found.size()) < limit)
-                found.push_back(match);
-        }
     }
 }
 
@@ -206,8 +218,20 @@ std::vector<TraderSearchIndex::Match> TraderSearchIndex::find(const QString &que
     const QByteArray folded = fold(query).toUtf8();
     if (folded.isEmpty() || limit <= 0)
         return found;
-    collectCodes(folded, limit, found);
+    const auto n = folded.size();
+    const auto [from, to] = startingWith(m_byCode, folded);
+    // Codes equal to the query open their range.
+    auto longer = from;
+    while (longer != to && fieldAt(m_text.constData() + *longer).size() == n)
+        ++longer;
+    collect(from, longer, folded, ExactCode, limit, found);
     if (int(found.size()) < limit)
-        collectNames(folded, limit, found);
+        collect(longer, to, folded, CodePrefix, limit, found);
+    if (int(found.size()) < limit) {
+        const auto [first, last] = startingWith(m_byWord, folded);
+        collect(first, last, folded, WordPrefix, limit, found);
+    }
+    if (int(found.size()) < limit)
+        collectAnywhere(folded, limit, found);
     return found;
 }

@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <utility>
 #include <vector>
 
 /**
@@ -49,12 +50,19 @@ private:
     const char *rowBegin(int row) const;
     const char *rowEnd(int row) const;
     Kind kindOf(int row, const QByteArray &query) const;
-    void collectCodes(const QByteArray &query, int limit, std::vector<Match> &found) const;
-    void collectNames(const QByteArray &query, int limit, std::vector<Match> &found) const;
+    int rowAt(int offset) const;
+    const char *search(const char *from, const char *to, const QByteArray &query) const;
+    using Position = std::vector<int>::const_iterator;
+    std::pair<Position, Position> startingWith(const std::vector<int> &sorted, const QByteArray &query) const;
+    void collect(Position from, Position to, const QByteArray &query, Kind kind, int limit,
+        std::vector<Match> &found) const;
+    void collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const;
 
     QByteArray m_text; // per row: code, a unit separator, name, a newline
     std::vector<int> m_starts; // where each row begins, plus the end
-    std::vector<int> m_byCode; // rows ordered by their folded code
+    std::vector<int> m_byCode; // where each code starts, in the order of the codes
+    std::vector<int> m_byWord; // where each word of a name starts, in the order of the rest of the name
+    int m_bytes[256] = {}; // how often each byte occurs in m_text
 };
 
 #endif
