@@ -44,6 +44,16 @@ QStandardItemModel *market(QObject *parent)
     return model;
 }
 
+// The market in a box that searches it, nothing chosen yet.
+void searchMarket(ComboBox &box)
+{
+    box.setTraderSearchCodeRole(codeRole);
+    box.setModel(market(&box));
+    box.setCurrentIndex(-1);
+    box.setTraderSearch(true);
+    box.show();
+}
+
 // Characters the way a keyboard delivers them, whatever their script.
 void type(QWidget *edit, const QString &text)
 {
@@ -92,11 +102,7 @@ void TestTraderSearch::offersMatchesBestFirst()
     QFETCH(QString, typed);
     QFETCH(QStringList, expected);
     ComboBox box;
-    box.setTraderSearchCodeRole(codeRole);
-    box.setModel(market(&box));
-    box.setCurrentIndex(-1);
-    box.setTraderSearch(true);
-    box.show();
+    searchMarket(box);
     type(box.lineEdit(), typed);
     QCOMPARE(offered(box), expected);
 }
@@ -124,12 +130,8 @@ void TestTraderSearch::choosingKeepsTheValidatorsWord()
     QFETCH(int, downs);
     QFETCH(int, chosen);
     ComboBox box;
-    box.setTraderSearchCodeRole(codeRole);
-    box.setModel(market(&box));
-    box.setCurrentIndex(-1);
     box.lineEdit()->setValidator(box.comboBoxValidator());
-    box.setTraderSearch(true);
-    box.show();
+    searchMarket(box);
     QSignalSpy activated(&box, QOverload<int>::of(&QComboBox::activated));
 
     type(box.lineEdit(), typed);
