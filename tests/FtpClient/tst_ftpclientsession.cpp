@@ -443,7 +443,8 @@ void TestFtpClientSession::oversizedRepliesEndTheConnection_data()
                                    << defaultBuffer;
     // Far more than any reply may hold, sent as fast as the client reads.
     QByteArray endless = "200-start\r\n";
-    while (static_cast<size_t>(endless.size()) <= 32 * CFTPClient::MaxResponseLength)
+    endless.reserve(int(4 * CFTPClient::MaxResponseLength) + 2048);
+    while (static_cast<size_t>(endless.size()) <= 4 * CFTPClient::MaxResponseLength)
         endless += "200-" + QByteArray(1000, 'y') + "\r\n";
     QTest::newRow("endless multi-line reply, default buffer") << endless << defaultBuffer;
     QTest::newRow("endless multi-line reply, small buffer") << endless << 4096u;

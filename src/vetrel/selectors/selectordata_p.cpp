@@ -138,7 +138,39 @@ Refiller::~Refiller()
 {
     overtake();
     m_pool.waitForDone();
+    takeOver(m_latest.get());
 }
+
+#if defined(__SANITIZE_THREAD__)
+#define VETREL_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define VETREL_TSAN 1
+#endif
+#endif
+
+#ifdef VETREL_TSAN
+extern "C" void __tsan_acquire(void *addr);
+extern "C" void __tsan_release(void *addr);
+
+void Refiller::handOver(const void *token)
+{
+    __tsan_release(const_cast<void *>(token));
+}
+
+void Refiller::takeOver(const void *token)
+{
+    __tsan_acquire(const_cast<void *>(token));
+}
+#else
+void Refiller::handOver(const void *)
+{
+}
+
+void Refiller::takeOver(const void *)
+{
+}
+#endif
 
 quint64 Refiller::overtake()
 {
