@@ -131,14 +131,45 @@ Refiller::Refiller(QObject *context)
     : m_context(context)
     , m_latest(std::make_shared<std::atomic<quint64>>(0))
 {
-    m_pool.setMaxThreadCount(1);
 }
 
 Refiller::~Refiller()
 {
-    overtake();
-    m_pool.waitForDone();
-    takeOver(m_latest.get());
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+        m_pending = nullptr;
+        ++*m_latest;
+    }
+    m_wake.notify_one();
+    if (m_worker.joinable())
+        m_worker.join();
+}
+
+void Refiller::post(std::function<void()> job)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_pending = std::move(job);
+        if (!m_worker.joinable())
+            m_worker = std::thread(&Refiller::work, this);
+    }
+    m_wake.notify_one();
+}
+
+void Refiller::work()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [this] { return m_stopping || m_pending; });
+        if (m_stopping)
+            return;
+        std::function<void()> job = std::move(m_pending);
+        m_pending = nullptr;
+        lock.unlock();
+        job();
+        lock.lock();
+    }
 }
 
 #if defined(__SANITIZE_THREAD__)
@@ -174,7 +205,8 @@ void Refiller::takeOver(const void *)
 
 quint64 Refiller::overtake()
 {
-    m_pool.clear();
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_pending = nullptr;
     return ++*m_latest;
 }
 
