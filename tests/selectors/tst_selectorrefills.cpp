@@ -10,6 +10,7 @@
 #include <host/database.h>
 #include <host/decoder.h>
 #include <host/marketgenerator.h>
+#include <host/rfsstreamsdirectory.h>
 #include <host/table.h>
 
 #include <QElapsedTimer>
@@ -131,6 +132,11 @@ void TestSelectorRefills::refillsBesideAFeedThread()
     // streams, never touching the chosen security's session or stream.
     Table *sessions = table("sessions");
     Table *streamTable = table("rfs_streams");
+    // Notices from the feed thread would reach the GUI thread through Qt's
+    // event queue, whose lock ThreadSanitizer cannot see in an uninstrumented
+    // Qt; the feed stays silent and the GUI thread passes the notices on.
+    const QSignalBlocker quietSessions(sessions);
+    const QSignalBlocker quietStreams(streamTable);
     std::atomic<bool> stop(false);
     std::thread feed([&] {
         for (int round = 0; !stop; ++round) {
@@ -144,10 +150,12 @@ void TestSelectorRefills::refillsBesideAFeedThread()
     clock.start();
     while (clock.elapsed() < 1500) {
         m_decoder->announceNewSessions();
+        emit RFSStreamsDirectory::i()->dataChanged();
         QTest::qWait(5);
     }
     stop = true;
     feed.join();
+    emit RFSStreamsDirectory::i()->dataChanged();
     m_decoder->announceNewSessions();
     auto *securityModel = securities.findChild<SecuritySelectorModel *>();
     QVERIFY(QTest::qWaitFor([&] { return shown(*securityModel) == filledNow<SecuritySelectorModel>(); }));

@@ -5,8 +5,6 @@
 #include <host/boarddirectory.h>
 #include <host/stockdirectory.h>
 
-#include <QTimer>
-
 static const SelectorData::FieldConstantSet fieldConstants;
 
 class BoardSelectorModelPrivate
@@ -26,15 +24,13 @@ public:
         rows.offerTexts(q, [](const Data &row) -> const QString & { return row.name; });
     }
 
-    QTimer timer;
-    SelectorData::FlatRows<Data> rows;
+    SelectorData::CheckableRows<Data> rows;
     Table *const table;
     const int stockIdColumn;
     const int boardIdColumn;
     const int nameColumn;
     const int boardCodeColumn;
     const int secTypeColumn; // resolved for hosts that look for it; no row reads it
-    bool checkMarks = false;
     boardlist filterBoards;
     bool forPositions = false;
 };
@@ -43,9 +39,7 @@ BoardSelectorModel::BoardSelectorModel(QObject *parent)
     : QAbstractItemModel(parent)
     , d(new BoardSelectorModelPrivate(this))
 {
-    SelectorData::registerKeyTypes();
-    d->timer.setSingleShot(true);
-    connect(&d->timer, &QTimer::timeout, this, &BoardSelectorModel::sendBoardsChanged);
+    connect(&d->rows.timer, &QTimer::timeout, this, &BoardSelectorModel::sendBoardsChanged);
 }
 
 BoardSelectorModel::~BoardSelectorModel() = default;
@@ -57,7 +51,7 @@ void BoardSelectorModel::populate()
     {
         QTimer &timer;
         ~Announce() { timer.start(0); }
-    } announce { d->timer };
+    } announce { d->rows.timer };
     const Table *table = d->table;
     auto snapshot = SelectorData::readSnapshot<Data>(
         table, [this](const Record &record) { return filter(record); },
@@ -102,15 +96,12 @@ void BoardSelectorModel::setForPositions(bool on)
 
 bool BoardSelectorModel::checkMarks() const
 {
-    return d->checkMarks;
+    return d->rows.checkMarks;
 }
 
 void BoardSelectorModel::setCheckMarks(bool on)
 {
-    if (d->checkMarks == on)
-        return;
-    d->checkMarks = on;
-    SelectorData::checkMarksSwitched(*this, rowCount());
+    d->rows.setCheckMarks(on);
 }
 
 Record BoardSelectorModel::at(int row) const
@@ -149,7 +140,7 @@ int BoardSelectorModel::columnCount(const QModelIndex &) const
 
 Qt::ItemFlags BoardSelectorModel::flags(const QModelIndex &index) const
 {
-    return SelectorData::itemFlags(index, d->checkMarks);
+    return d->rows.flags(index);
 }
 
 QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
@@ -162,7 +153,7 @@ QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
     case Qt::EditRole:
         return row->name;
     case Qt::CheckStateRole:
-        return SelectorData::checkState(d->checkMarks, row->checked);
+        return d->rows.checkState(*row);
     case BoardStockIdsRole:
         return QString(QString::number(row->boardId) + QLatin1Char(',') + QString::number(row->stockId));
     case StockIdRole:
@@ -180,9 +171,9 @@ QVariant BoardSelectorModel::data(const QModelIndex &index, int role) const
 
 bool BoardSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    const auto change = SelectorData::setCheckMark(*this, d->rows.rows, d->checkMarks, index, value, role);
+    const auto change = d->rows.setData(index, value, role);
     if (change == SelectorData::CheckChange::Row)
-        d->timer.start(0);
+        d->rows.timer.start(0);
     return change != SelectorData::CheckChange::None;
 }
 

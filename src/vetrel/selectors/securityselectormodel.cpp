@@ -169,7 +169,6 @@ public:
     explicit SecuritySelectorModelPrivate(SecuritySelectorModel *q)
         : q(q)
         , rows(q)
-        , refiller(q)
     {
         Table *table = SelectorData::coreTable(QStringLiteral("securities"));
         source

@@ -5,7 +5,12 @@
 #include <host/field.h>
 #include <host/icore.h>
 
+#include <cerrno>
+#include <cstring>
 #include <limits>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace SelectorData
 {
@@ -127,10 +132,15 @@ void checkMarksSwitched(QAbstractItemModel &model, int rows)
         emit model.dataChanged(model.index(0, 0), model.index(rows - 1, 0), { Qt::CheckStateRole });
 }
 
-Refiller::Refiller(QObject *context)
-    : m_context(context)
-    , m_latest(std::make_shared<std::atomic<quint64>>(0))
+Refiller::Refiller()
+    : m_doorbell(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
+    if (m_doorbell < 0) {
+        qWarning("Selector: no eventfd for background refills (%s); refills run at once", std::strerror(errno));
+        return;
+    }
+    m_notifier.reset(new QSocketNotifier(m_doorbell, QSocketNotifier::Read));
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this] { deliver(); });
 }
 
 Refiller::~Refiller()
@@ -139,18 +149,26 @@ Refiller::~Refiller()
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_stopping = true;
         m_pending = nullptr;
-        ++*m_latest;
     }
     m_wake.notify_one();
     if (m_worker.joinable())
         m_worker.join();
+    m_notifier.reset();
+    if (m_doorbell >= 0)
+        ::close(m_doorbell);
 }
 
-void Refiller::post(std::function<void()> job)
+void Refiller::post(Job job)
 {
+    if (m_doorbell < 0) {
+        overtake();
+        job()();
+        return;
+    }
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_pending = std::move(job);
+        m_pendingGeneration = ++m_latest;
         if (!m_worker.joinable())
             m_worker = std::thread(&Refiller::work, this);
     }
@@ -164,50 +182,43 @@ void Refiller::work()
         m_wake.wait(lock, [this] { return m_stopping || m_pending; });
         if (m_stopping)
             return;
-        std::function<void()> job = std::move(m_pending);
+        Job job = std::move(m_pending);
         m_pending = nullptr;
+        const quint64 generation = m_pendingGeneration;
         lock.unlock();
-        job();
+        std::function<void()> finish = job();
         lock.lock();
+        if (generation != m_latest)
+            continue; // overtaken: the result is dropped here, on the worker
+        m_finished = std::move(finish);
+        m_finishedGeneration = generation;
+        const quint64 one = 1;
+        if (::write(m_doorbell, &one, sizeof one) < 0 && errno != EAGAIN)
+            qWarning("Selector: cannot wake the GUI thread for a refill: %s", std::strerror(errno));
     }
 }
 
-#if defined(__SANITIZE_THREAD__)
-#define VETREL_TSAN 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define VETREL_TSAN 1
-#endif
-#endif
-
-#ifdef VETREL_TSAN
-extern "C" void __tsan_acquire(void *addr);
-extern "C" void __tsan_release(void *addr);
-
-void Refiller::handOver(const void *token)
+void Refiller::deliver()
 {
-    __tsan_release(const_cast<void *>(token));
+    quint64 rings = 0;
+    while (::read(m_doorbell, &rings, sizeof rings) < 0 && errno == EINTR) { }
+    std::function<void()> finish;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_finishedGeneration == m_latest)
+            finish = std::move(m_finished);
+        m_finished = nullptr;
+    }
+    if (finish)
+        finish();
 }
 
-void Refiller::takeOver(const void *token)
-{
-    __tsan_acquire(const_cast<void *>(token));
-}
-#else
-void Refiller::handOver(const void *)
-{
-}
-
-void Refiller::takeOver(const void *)
-{
-}
-#endif
-
-quint64 Refiller::overtake()
+void Refiller::overtake()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_pending = nullptr;
-    return ++*m_latest;
+    m_finished = nullptr;
+    ++m_latest;
 }
 
 void registerKeyTypes()

@@ -18,8 +18,9 @@
 #include <QAbstractItemModel>
 #include <QObject>
 #include <QPair>
+#include <QSocketNotifier>
+#include <QTimer>
 
-#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <functional>
@@ -255,6 +256,9 @@ private:
     const QAbstractItemModel *m_model;
 };
 
+/// Registers the key-list types under the names the signals use.
+void registerKeyTypes();
+
 Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks);
 
 /// The check state role's answer for a row, or an invalid value without marks.
@@ -297,6 +301,46 @@ CheckChange setCheckMark(QAbstractItemModel &model, std::vector<Row> &rows, bool
 void checkMarksSwitched(QAbstractItemModel &model, int rows);
 
 /**
+ * Flat rows that may carry check marks, as the stock and board lists do. The
+ * single-shot timer is where the model hangs its announcement of the checked
+ * keys, so that a burst of clicks is announced once.
+ */
+template<typename Row>
+class CheckableRows : public FlatRows<Row>
+{
+public:
+    explicit CheckableRows(QAbstractItemModel *model)
+        : FlatRows<Row>(model)
+        , m_target(model)
+    {
+        registerKeyTypes();
+        timer.setSingleShot(true);
+    }
+
+    Qt::ItemFlags flags(const QModelIndex &index) const { return itemFlags(index, checkMarks); }
+    QVariant checkState(const Row &row) const { return SelectorData::checkState(checkMarks, row.checked); }
+
+    void setCheckMarks(bool on)
+    {
+        if (checkMarks == on)
+            return;
+        checkMarks = on;
+        checkMarksSwitched(*m_target, int(this->rows.size()));
+    }
+
+    CheckChange setData(const QModelIndex &index, const QVariant &value, int role)
+    {
+        return setCheckMark(*m_target, this->rows, checkMarks, index, value, role);
+    }
+
+    QTimer timer;
+    bool checkMarks = false;
+
+private:
+    QAbstractItemModel *const m_target;
+};
+
+/**
  * The keys of the checked rows, ascending and without duplicates, and
  * whether any row is unchecked (so that the keys restrict).
  */
@@ -322,65 +366,55 @@ QPair<bool, QList<Key>> checkedKeys(const std::vector<Row> &rows, KeyOf keyOf)
  * Runs a model's refills on a thread of its own, one at a time. Each start()
  * overtakes the refills asked for before it: a queued one never runs, and
  * the result of a running one is dropped instead of shown. Results are
- * applied in the thread of `context`; the destructor waits for a running
- * read, so the tables it reads must outlive the model.
+ * applied in the thread that made the refiller, from its event loop; the
+ * destructor waits for a running read, so the tables it reads must outlive
+ * the model.
  */
 class Refiller
 {
 public:
-    explicit Refiller(QObject *context);
+    Refiller();
     ~Refiller();
 
     /// `read` runs on the worker and must touch nothing of the model;
-    /// `apply` runs later in the context's thread unless overtaken.
+    /// `apply` runs later in the GUI thread unless overtaken.
     template<typename Result>
     void start(std::function<Result()> read, std::function<void(Result &)> apply)
     {
-        const quint64 generation = overtake();
-        QObject *context = m_context;
-        const auto latest = m_latest;
-        post([=] {
+        post([read, apply]() -> std::function<void()> {
             auto result = std::make_shared<Result>(read());
-            if (*latest != generation)
-                return;
-            handOver(latest.get());
-            QMetaObject::invokeMethod(
-                context,
-                [=] {
-                    takeOver(latest.get());
-                    if (*latest == generation)
-                        apply(*result);
-                },
-                Qt::QueuedConnection);
+            return [result, apply] { apply(*result); };
         });
     }
 
     /// Drops every refill asked for so far (a synchronous fill replaces them).
-    quint64 overtake();
+    void overtake();
 
 private:
-    // Results come back through Qt's event queue, whose lock ThreadSanitizer
-    // cannot see in an uninstrumented Qt; these tell it where the worker hands
-    // a result over and the GUI thread takes it. No-ops in other builds.
-    static void handOver(const void *token);
-    static void takeOver(const void *token);
-    /// Replaces the job waiting for the worker, starting the worker if need be.
-    void post(std::function<void()> job);
-    void work();
+    /// Reads on the worker; what it returns applies the result.
+    using Job = std::function<std::function<void()>()>;
 
-    QObject *m_context;
-    std::shared_ptr<std::atomic<quint64>> m_latest;
-    // A plain thread rather than QThreadPool: the hand-over of a job then goes
-    // through locks that ThreadSanitizer sees.
+    void post(Job job);
+    void work();
+    /// Applies the newest finished result, if it is still the newest asked for.
+    void deliver();
+
+    // Results cross to the GUI thread under the mutex and the worker rings
+    // an eventfd to wake it: both are visible to ThreadSanitizer, whereas
+    // Qt's own event queue locks futexes it cannot see.
     std::mutex m_mutex;
     std::condition_variable m_wake;
-    std::function<void()> m_pending;
+    Job m_pending;
+    quint64 m_latest = 0;
+    quint64 m_pendingGeneration = 0;
+    std::function<void()> m_finished;
+    quint64 m_finishedGeneration = 0;
     bool m_stopping = false;
+    int m_doorbell = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
     std::thread m_worker;
 };
 
-/// Registers the key-list types under the names the signals use.
-void registerKeyTypes();
 
 }
 

@@ -2,8 +2,6 @@
 
 #include "selectordata_p.h"
 
-#include <QTimer>
-
 static const SelectorData::FieldConstantSet fieldConstants;
 
 class StockSelectorModelPrivate
@@ -21,22 +19,18 @@ public:
         rows.offerTexts(q, [](const Data &row) -> const QString & { return row.name; });
     }
 
-    QTimer timer;
-    SelectorData::FlatRows<Data> rows;
+    SelectorData::CheckableRows<Data> rows;
     Table *const table;
     const int stockIdColumn;
     const int nameColumn;
     const int stockCodeColumn;
-    bool checkMarks = false;
 };
 
 StockSelectorModel::StockSelectorModel(QObject *parent)
     : QAbstractItemModel(parent)
     , d(new StockSelectorModelPrivate(this))
 {
-    SelectorData::registerKeyTypes();
-    d->timer.setSingleShot(true);
-    connect(&d->timer, &QTimer::timeout, this, &StockSelectorModel::sendStocksChanged);
+    connect(&d->rows.timer, &QTimer::timeout, this, &StockSelectorModel::sendStocksChanged);
 }
 
 StockSelectorModel::~StockSelectorModel() = default;
@@ -69,15 +63,12 @@ bool StockSelectorModel::filter(const Record &) const
 
 bool StockSelectorModel::checkMarks() const
 {
-    return d->checkMarks;
+    return d->rows.checkMarks;
 }
 
 void StockSelectorModel::setCheckMarks(bool on)
 {
-    if (d->checkMarks == on)
-        return;
-    d->checkMarks = on;
-    SelectorData::checkMarksSwitched(*this, rowCount());
+    d->rows.setCheckMarks(on);
 }
 
 QModelIndex StockSelectorModel::index(int row, int column, const QModelIndex &parent) const
@@ -102,7 +93,7 @@ int StockSelectorModel::columnCount(const QModelIndex &) const
 
 Qt::ItemFlags StockSelectorModel::flags(const QModelIndex &index) const
 {
-    return SelectorData::itemFlags(index, d->checkMarks);
+    return d->rows.flags(index);
 }
 
 QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
@@ -115,7 +106,7 @@ QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
     case Qt::EditRole:
         return row->name;
     case Qt::CheckStateRole:
-        return SelectorData::checkState(d->checkMarks, row->checked);
+        return d->rows.checkState(*row);
     case StockIdRole:
         return row->stockId;
     case StockCodeRole:
@@ -127,7 +118,7 @@ QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
 
 bool StockSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    return SelectorData::setCheckMark(*this, d->rows.rows, d->checkMarks, index, value, role)
+    return d->rows.setData(index, value, role)
         != SelectorData::CheckChange::None;
 }
 

@@ -59,7 +59,6 @@ class StreamSelectorModelPrivate
 public:
     explicit StreamSelectorModelPrivate(StreamSelectorModel *q)
         : q(q)
-        , refiller(q)
     { }
 
     void swapIn(const Streams &streams)
