@@ -168,6 +168,7 @@ void Refiller::post(Job job)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_pending = std::move(job);
+        m_finished = nullptr; // a result not yet shown is overtaken too
         m_pendingGeneration = ++m_latest;
         if (!m_worker.joinable())
             m_worker = std::thread(&Refiller::work, this);
@@ -191,7 +192,6 @@ void Refiller::work()
         if (generation != m_latest)
             continue; // overtaken: the result is dropped here, on the worker
         m_finished = std::move(finish);
-        m_finishedGeneration = generation;
         const quint64 one = 1;
         if (::write(m_doorbell, &one, sizeof one) < 0 && errno != EAGAIN)
             qWarning("Selector: cannot wake the GUI thread for a refill: %s", std::strerror(errno));
@@ -205,9 +205,7 @@ void Refiller::deliver()
     std::function<void()> finish;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_finishedGeneration == m_latest)
-            finish = std::move(m_finished);
-        m_finished = nullptr;
+        finish.swap(m_finished);
     }
     if (finish)
         finish();

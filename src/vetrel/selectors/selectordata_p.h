@@ -396,7 +396,7 @@ private:
 
     void post(Job job);
     void work();
-    /// Applies the newest finished result, if it is still the newest asked for.
+    /// Applies the finished result, which nothing newer has overtaken.
     void deliver();
 
     // Results cross to the GUI thread under the mutex and the worker rings
@@ -408,7 +408,6 @@ private:
     quint64 m_latest = 0;
     quint64 m_pendingGeneration = 0;
     std::function<void()> m_finished;
-    quint64 m_finishedGeneration = 0;
     bool m_stopping = false;
     int m_doorbell = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
