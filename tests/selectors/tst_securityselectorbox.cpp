@@ -1,4 +1,5 @@
 #include <vetrel/boardselectorbox.h>
+#include <vetrel/comboboxvalidator.h>
 #include <vetrel/properties.h>
 #include <vetrel/securityselectorbox.h>
 #include <vetrel/securityselectorfilteredmodel.h>
@@ -13,6 +14,7 @@
 
 #include <QLineEdit>
 #include <QSignalSpy>
+#include <QStringListModel>
 #include <QTest>
 #include <QVBoxLayout>
 
@@ -284,6 +286,23 @@ void TestSecuritySelectorBox::filterByStockAndBoard()
     filtered.setSourceModel(&model);
     filtered.setStockBoard(stock, board);
     QCOMPARE(shown(filtered), names);
+
+    // Over the filter the validator takes the model's own order of the
+    // texts: it must judge as it does over a list of the shown texts.
+    ComboBoxValidator taken;
+    taken.setModel(&filtered);
+    QStringListModel plain(names);
+    ComboBoxValidator read;
+    read.setModel(&plain);
+    for (const char *typed : { "a", "AER", "sb", "Sber", "ofz 2", "x" }) {
+        QString fromFilter = QString::fromUtf8(typed);
+        QString fromList = fromFilter;
+        int at = 0;
+        QCOMPARE(taken.validate(fromFilter, at), read.validate(fromList, at));
+        taken.fixup(fromFilter);
+        read.fixup(fromList);
+        QCOMPARE(fromFilter, fromList);
+    }
 }
 
 void TestSecuritySelectorBox::userTypesASecurity()

@@ -66,7 +66,7 @@ void BoardSelectorModel::populate()
         },
         [](const Data &row) -> const QString & { return row.boardCode; },
         [](const Data &row, int shared) {
-            return SelectorData::PrefixKey().add(row.stockId).add(row.boardCode, shared).value();
+            return RowOrder::PrefixKey().add(row.stockId).add(row.boardCode, shared).value();
         },
         [](const Data &a, const Data &b) {
             return a.stockId != b.stockId ? a.stockId < b.stockId : a.boardCode < b.boardCode;

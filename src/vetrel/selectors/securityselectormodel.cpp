@@ -23,23 +23,34 @@ using Data = SecuritySelectorModel::Data;
 using Snapshot = SelectorData::Snapshot<Data>;
 using Role = SecuritySelectorModel::ItemDataRole;
 
-QVariant roleValue(const Data &row, int role)
+// The text member that a role shows as it is; nullptr for the numbers.
+const QString *textMember(const Data &row, int role)
 {
     switch (role) {
     case SecuritySelectorModel::StockCodeRole:
-        return row.stockCode;
+        return &row.stockCode;
+    case SecuritySelectorModel::BoardCodeRole:
+        return &row.boardCode;
+    case SecuritySelectorModel::SecurityNameRole:
+        return &row.secName;
+    case SecuritySelectorModel::SecurityCodeRole:
+        return &row.secCode;
+    case SecuritySelectorModel::BaseCodeRole:
+        return &row.baseCode;
+    default:
+        return nullptr;
+    }
+}
+
+QVariant roleValue(const Data &row, int role)
+{
+    if (const QString *text = textMember(row, role))
+        return *text;
+    switch (role) {
     case SecuritySelectorModel::BoardIdRole:
         return row.boardId;
-    case SecuritySelectorModel::BoardCodeRole:
-        return row.boardCode;
     case SecuritySelectorModel::SecurityIdRole:
         return row.secId;
-    case SecuritySelectorModel::SecurityNameRole:
-        return row.secName;
-    case SecuritySelectorModel::SecurityCodeRole:
-        return row.secCode;
-    case SecuritySelectorModel::BaseCodeRole:
-        return row.baseCode;
     default:
         return QVariant();
     }
@@ -48,14 +59,22 @@ QVariant roleValue(const Data &row, int role)
 // What display shows under the default role, as text for the index.
 QString shownText(const Data &row, Role role)
 {
-    switch (role) {
-    case SecuritySelectorModel::SecurityNameRole:
-        return row.secName;
-    case SecuritySelectorModel::SecurityCodeRole:
-        return row.secCode;
-    default:
-        return roleValue(row, role).toString();
-    }
+    const QString *text = textMember(row, role);
+    return text ? *text : roleValue(row, role).toString();
+}
+
+// The rows in the order of the texts they show. Text members are compared
+// in place: a copy per comparison would cost two atomic counts each.
+std::vector<int> textOrder(const std::vector<Data> &rows, Role role)
+{
+    if (textMember(Data(), role))
+        return SelectorData::textOrder(
+            rows, [role](const Data &row) -> const QString & { return *textMember(row, role); });
+    std::vector<QString> texts;
+    texts.reserve(rows.size());
+    for (const Data &row : rows)
+        texts.push_back(shownText(row, role));
+    return SelectorData::textOrder(texts, [](const QString &text) -> const QString & { return text; });
 }
 
 bool before(const Data &a, const Data &b)
@@ -143,21 +162,26 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     });
     std::vector<Data> &rows = snapshot.rows;
     const std::vector<int> rank = boards.ranks();
-    const int rankBits = SelectorData::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
+    const int rankBits = RowOrder::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
     const int shared
-        = SelectorData::sharedPrefix(int(rows.size()), [&](int i) { return rows[size_t(i)].secName; });
+        = RowOrder::sharedPrefix(int(rows.size()), [&](int i) { return rows[size_t(i)].secName; });
     SelectorData::reorder(rows,
-        SelectorData::sortedPositions(
+        RowOrder::sortedPositions(
             int(rows.size()),
             [&](int i) {
-                return SelectorData::PrefixKey()
+                return RowOrder::PrefixKey()
                     .add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits)
                     .add(rows[size_t(i)].secName, shared)
                     .value();
             },
             [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); },
-            SelectorData::Ties::LaterFirst));
-    snapshot.texts.build(int(rows.size()), [&](int i) { return shownText(rows[size_t(i)], shown); });
+            RowOrder::Ties::LaterFirst,
+            // Rows of one stock and board tie on the rank: their names go on.
+            [&](int i, int level, quint64 &key) {
+                const int from = shared + RowOrder::unitsInPrefix(rankBits) + 3 * (level - 1);
+                return RowOrder::textKeyAt(rows[size_t(i)].secName, from, false, key);
+            }));
+    snapshot.textOrder = textOrder(rows, shown);
     return snapshot;
 }
 
@@ -178,17 +202,12 @@ public:
         rows.offerTexts(q, [this](const Data &row) { return shownText(row, defaultRole); });
     }
 
-    void swapIn(Snapshot &snapshot, Role indexedRole)
+    void swapIn(Snapshot &snapshot, Role orderedRole)
     {
+        // The role may have changed while a refill read the rows.
+        if (orderedRole != defaultRole)
+            snapshot.textOrder = textOrder(snapshot.rows, defaultRole);
         rows.swapIn(*q, snapshot);
-        if (indexedRole != defaultRole)
-            reindex();
-    }
-
-    void reindex()
-    {
-        rows.texts.build(
-            int(rows.rows.size()), [this](int i) { return shownText(rows.rows[size_t(i)], defaultRole); });
     }
 
     SecuritySelectorModel *const q;
@@ -275,7 +294,7 @@ void SecuritySelectorModel::setDefaultDataRole(ItemDataRole role)
     if (role == d->defaultRole)
         return;
     d->defaultRole = role;
-    d->reindex();
+    d->rows.textOrder = textOrder(d->rows.rows, role);
     if (rowCount() > 0)
         emit dataChanged(index(0), index(rowCount() - 1), {});
 }

@@ -54,9 +54,9 @@ std::vector<int> TextLookup::rows(const QString &text) const
     if (!m_model)
         return {};
     QAbstractItemModel *source = m_proxy ? m_proxy->sourceModel() : nullptr;
-    if (const ShownTexts *shown = ShownTexts::of(source)) {
+    if (const PresortedTexts *presorted = PresortedTexts::of(source)) {
         std::vector<int> found;
-        for (int sourceRow : shown->rows(text)) {
+        for (int sourceRow : presorted->rowsShowing(text)) {
             const int row = m_proxy->mapFromSource(source->index(sourceRow, m_column)).row();
             if (row >= 0)
                 found.push_back(row);
@@ -64,15 +64,16 @@ std::vector<int> TextLookup::rows(const QString &text) const
         std::sort(found.begin(), found.end());
         return found;
     }
+    const auto textOf = [this](int row) -> const QString & { return m_texts[size_t(row)]; };
     if (m_stale) {
         const int rows = m_model->rowCount();
         m_texts.assign(size_t(rows), QString());
         for (int row = 0; row < rows; ++row)
             m_texts[size_t(row)] = m_model->index(row, m_column).data().toString();
-        m_index.build(rows, [this](int row) -> const QString & { return m_texts[size_t(row)]; });
+        m_order = RowOrder::caseInsensitiveOrder(rows, textOf);
         m_stale = false;
     }
-    return m_index.rows(text, [this](int row) -> const QString & { return m_texts[size_t(row)]; });
+    return RowOrder::positionsShowing(m_order, text, textOf);
 }
 
 int findItem(const QComboBox &box, const QVariant &value, int role)

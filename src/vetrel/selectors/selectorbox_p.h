@@ -23,7 +23,7 @@ namespace SelectorData
 
 /**
  * Finds the first row of a box's model that shows exactly a text. Over a
- * proxy of a model that offers ShownTexts it asks the model and maps the
+ * proxy of a model that offers PresortedTexts it asks the model and maps the
  * answer through the proxy; otherwise it keeps a sorted index of its own,
  * rebuilt on the first lookup after the rows changed.
  */
@@ -50,7 +50,7 @@ private:
     QSortFilterProxyModel *m_proxy = nullptr;
     std::vector<QMetaObject::Connection> m_connections;
     mutable std::vector<QString> m_texts;
-    mutable TextIndex m_index;
+    mutable std::vector<int> m_order; // rows by text, ignoring case
     mutable bool m_stale = true;
 };
 

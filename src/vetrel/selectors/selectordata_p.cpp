@@ -93,22 +93,6 @@ ResetGuard::~ResetGuard()
     (m_model.*&ResetAccess::endResetModel)();
 }
 
-ShownTexts::ShownTexts(QObject *model, Rows rows)
-    : QObject(model)
-    , m_rows(std::move(rows))
-{ }
-
-const ShownTexts *ShownTexts::of(const QObject *model)
-{
-    if (!model)
-        return nullptr;
-    for (const QObject *child : model->children()) {
-        if (const auto *texts = dynamic_cast<const ShownTexts *>(child))
-            return texts;
-    }
-    return nullptr;
-}
-
 Qt::ItemFlags itemFlags(const QModelIndex &index, bool checkMarks)
 {
     if (!index.isValid())
@@ -136,7 +120,8 @@ Refiller::Refiller()
     : m_doorbell(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (m_doorbell < 0) {
-        qWarning("Selector: no eventfd for background refills (%s); refills run at once", std::strerror(errno));
+        qWarning(
+            "Selector: no eventfd for background refills (%s); refills run at once", std::strerror(errno));
         return;
     }
     m_notifier.reset(new QSocketNotifier(m_doorbell, QSocketNotifier::Read));
@@ -168,7 +153,7 @@ void Refiller::post(Job job)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_pending = std::move(job);
-        m_finished = nullptr; // a result not yet shown is overtaken too
+        dropFinished(); // a result not yet shown is overtaken too
         m_pendingGeneration = ++m_latest;
         if (!m_worker.joinable())
             m_worker = std::thread(&Refiller::work, this);
@@ -176,21 +161,37 @@ void Refiller::post(Job job)
     m_wake.notify_one();
 }
 
+void Refiller::dropFinished()
+{
+    if (m_finished)
+        m_spent.push_back(std::move(m_finished));
+    m_finished = nullptr;
+}
+
 void Refiller::work()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
-        m_wake.wait(lock, [this] { return m_stopping || m_pending; });
+        m_wake.wait(lock, [this] { return m_stopping || m_pending || !m_spent.empty(); });
         if (m_stopping)
             return;
+        std::vector<std::function<void()>> spent;
+        spent.swap(m_spent);
         Job job = std::move(m_pending);
         m_pending = nullptr;
         const quint64 generation = m_pendingGeneration;
         lock.unlock();
-        std::function<void()> finish = job();
+        std::function<void()> finish = job ? job() : nullptr;
+        // Freeing a million replaced rows takes as long as reading them: it
+        // waits until the new ones are read.
+        spent.clear();
         lock.lock();
-        if (generation != m_latest)
-            continue; // overtaken: the result is dropped here, on the worker
+        if (!finish)
+            continue;
+        if (generation != m_latest) {
+            m_spent.push_back(std::move(finish)); // overtaken: dropped, and freed here
+            continue;
+        }
         m_finished = std::move(finish);
         const quint64 one = 1;
         if (::write(m_doorbell, &one, sizeof one) < 0 && errno != EAGAIN)
@@ -207,16 +208,26 @@ void Refiller::deliver()
         const std::lock_guard<std::mutex> lock(m_mutex);
         finish.swap(m_finished);
     }
-    if (finish)
-        finish();
+    if (!finish)
+        return;
+    finish();
+    // It now holds the rows it replaced.
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_spent.push_back(std::move(finish));
+    }
+    m_wake.notify_one();
 }
 
 void Refiller::overtake()
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_pending = nullptr;
-    m_finished = nullptr;
-    ++m_latest;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_pending = nullptr;
+        dropFinished();
+        ++m_latest;
+    }
+    m_wake.notify_one();
 }
 
 void registerKeyTypes()

@@ -5,7 +5,8 @@
 // table, the flat one-column item protocol, check marks, the exact-text index
 // of the rows and the refills that read a table away from the GUI thread.
 
-#include "roworder_p.h"
+#include <vetrel/caseinsensitiveindex_p.h>
+#include <vetrel/roworder_p.h>
 
 #include <vetrel/selectortypes.h>
 
@@ -31,6 +32,11 @@
 
 namespace SelectorData
 {
+
+using RowOrder::PrefixKey;
+using RowOrder::sharedPrefix;
+using RowOrder::sortedPositions;
+using RowOrder::Ties;
 
 /// First role of the selector models' own item data.
 constexpr int FirstRole = Qt::UserRole + 1;
@@ -89,64 +95,24 @@ private:
     QAbstractItemModel &m_model;
 };
 
-/// The row numbers of a list sorted by their shown text, for exact lookups.
-class TextIndex
-{
-public:
-    template<typename TextOf>
-    void build(int count, TextOf textOf)
-    {
-        const int shared = sharedPrefix(count, textOf);
-        m_sorted = sortedPositions(
-            count, [&](int row) { return PrefixKey().add(textOf(row), shared).value(); },
-            [&](int a, int b) { return textOf(a) < textOf(b); }, Ties::EarlierFirst);
-    }
-
-    /// The rows showing exactly `text` (case-sensitive), ascending.
-    template<typename TextOf>
-    std::vector<int> rows(const QString &text, TextOf textOf) const
-    {
-        const auto from = std::lower_bound(m_sorted.begin(), m_sorted.end(), text,
-            [&](int row, const QString &t) { return textOf(row) < t; });
-        const auto to = std::upper_bound(
-            from, m_sorted.end(), text, [&](const QString &t, int row) { return t < textOf(row); });
-        return std::vector<int>(from, to);
-    }
-
-    void clear() { m_sorted.clear(); }
-    size_t bytes() const { return m_sorted.capacity() * sizeof(int); }
-
-private:
-    std::vector<int> m_sorted;
-};
-
-/**
- * A model's answer to "which rows show this text", found among the model's
- * children by the boxes, so that a keystroke costs a binary search instead
- * of a pass over the rows.
- */
-class ShownTexts : public QObject
-{
-public:
-    using Rows = std::function<std::vector<int>(const QString &)>;
-    ShownTexts(QObject *model, Rows rows);
-    std::vector<int> rows(const QString &text) const { return m_rows(text); }
-    /// The lookup that the model offers; nullptr when it offers none.
-    static const ShownTexts *of(const QObject *model);
-
-private:
-    Rows m_rows;
-};
-
-/// What a refill read: rows in list order, their text index, and the error
-/// that stopped the walk (the rows before it are kept).
+/// What a refill read: rows in list order, the rows ordered by their shown
+/// texts ignoring case, and the error that stopped the walk (the rows before
+/// it are kept).
 template<typename Row>
 struct Snapshot
 {
     std::vector<Row> rows;
-    TextIndex texts;
+    std::vector<int> textOrder;
     std::exception_ptr error;
 };
+
+/// The rows ordered by the text each shows, for the case-insensitive index.
+template<typename Row, typename TextOf>
+std::vector<int> textOrder(const std::vector<Row> &rows, TextOf textOf)
+{
+    return RowOrder::caseInsensitiveOrder(
+        int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); });
+}
 
 /**
  * Walks the table's master index under its lock; records that `accept`
@@ -202,7 +168,7 @@ Snapshot<Row> readSnapshot(
         sortedPositions(
             int(rows.size()), [&](int i) { return prefix(rows[size_t(i)], shared); },
             [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
-    snapshot.texts.build(int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); });
+    snapshot.textOrder = textOrder(rows, textOf);
     return snapshot;
 }
 
@@ -226,31 +192,34 @@ public:
     }
 
     /// Swaps a snapshot in under one reset of `model`; the snapshot's error,
-    /// if any, goes on after the reset has ended.
+    /// if any, goes on after the reset has ended. The old rows are left in
+    /// the snapshot, to be freed with it where its owner frees it.
     void swapIn(QAbstractItemModel &model, Snapshot<Row> &snapshot)
     {
-        // The old rows stay in the snapshot and are freed after the reset.
         {
             const ResetGuard reset(model);
             rows.swap(snapshot.rows);
-            texts = std::move(snapshot.texts);
+            textOrder.swap(snapshot.textOrder);
         }
-        snapshot.rows.clear();
         if (snapshot.error)
             std::rethrow_exception(snapshot.error);
     }
 
-    /// Offers the text index to the boxes; `textOf` gives a row's shown text.
+    /// Offers the text order to the boxes' indexes; `textOf` gives a row's
+    /// shown text.
     template<typename TextOf>
-    void offerTexts(QObject *model, TextOf textOf)
+    void offerTexts(QAbstractItemModel *model, TextOf textOf)
     {
-        new ShownTexts(model, [this, textOf](const QString &text) {
-            return texts.rows(text, [&](int row) -> decltype(auto) { return textOf(rows[size_t(row)]); });
-        });
+        new PresortedTexts(
+            model,
+            [this, textOf](int row) {
+                return row >= 0 && row < int(rows.size()) ? QString(textOf(rows[size_t(row)])) : QString();
+            },
+            textOrder);
     }
 
     std::vector<Row> rows;
-    TextIndex texts;
+    std::vector<int> textOrder;
 
 private:
     const QAbstractItemModel *m_model;
@@ -366,9 +335,10 @@ QPair<bool, QList<Key>> checkedKeys(const std::vector<Row> &rows, KeyOf keyOf)
  * Runs a model's refills on a thread of its own, one at a time. Each start()
  * overtakes the refills asked for before it: a queued one never runs, and
  * the result of a running one is dropped instead of shown. Results are
- * applied in the thread that made the refiller, from its event loop; the
- * destructor waits for a running read, so the tables it reads must outlive
- * the model.
+ * applied in the thread that made the refiller, from its event loop; what
+ * an applied or dropped result still holds (the rows it replaced) is freed
+ * on the worker. The destructor waits for a running read, so the tables it
+ * reads must outlive the model.
  */
 class Refiller
 {
@@ -395,6 +365,8 @@ private:
     using Job = std::function<std::function<void()>()>;
 
     void post(Job job);
+    /// Hands an unshown result to the worker to be freed; under the mutex.
+    void dropFinished();
     void work();
     /// Applies the finished result, which nothing newer has overtaken.
     void deliver();
@@ -408,12 +380,12 @@ private:
     quint64 m_latest = 0;
     quint64 m_pendingGeneration = 0;
     std::function<void()> m_finished;
+    std::vector<std::function<void()>> m_spent; // freed by the worker
     bool m_stopping = false;
     int m_doorbell = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::thread m_worker;
 };
-
 
 }
 

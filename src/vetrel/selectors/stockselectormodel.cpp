@@ -48,9 +48,7 @@ void StockSelectorModel::populate()
             return row;
         },
         [](const Data &row) -> const QString & { return row.stockCode; },
-        [](const Data &row, int shared) {
-            return SelectorData::PrefixKey().add(row.stockCode, shared).value();
-        },
+        [](const Data &row, int shared) { return RowOrder::PrefixKey().add(row.stockCode, shared).value(); },
         [](const Data &a, const Data &b) { return a.stockCode < b.stockCode; },
         [](const Data &row) -> const QString & { return row.name; });
     d->rows.swapIn(*this, snapshot);
@@ -118,8 +116,7 @@ QVariant StockSelectorModel::data(const QModelIndex &index, int role) const
 
 bool StockSelectorModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    return d->rows.setData(index, value, role)
-        != SelectorData::CheckChange::None;
+    return d->rows.setData(index, value, role) != SelectorData::CheckChange::None;
 }
 
 void StockSelectorModel::sendStocksChanged()

@@ -1,6 +1,9 @@
 #include <vetrel/caseinsensitiveindex_p.h>
 
+#include <vetrel/roworder_p.h>
+
 #include <QAbstractItemModel>
+#include <QSortFilterProxyModel>
 #include <QTimer>
 
 #include <algorithm>
@@ -16,6 +19,28 @@ int comparePrefix(const QString &text, const QString &prefix)
     return QStringView(text).left(prefix.size()).compare(QStringView(prefix), Qt::CaseInsensitive);
 }
 
+}
+
+PresortedTexts::PresortedTexts(QAbstractItemModel *model, TextOf textOf, const std::vector<int> &order)
+    : QObject(model)
+    , m_textOf(std::move(textOf))
+    , m_order(order)
+{ }
+
+const PresortedTexts *PresortedTexts::of(const QAbstractItemModel *model)
+{
+    if (!model)
+        return nullptr;
+    for (const QObject *child : model->children()) {
+        if (const auto *texts = dynamic_cast<const PresortedTexts *>(child))
+            return texts;
+    }
+    return nullptr;
+}
+
+std::vector<int> PresortedTexts::rowsShowing(const QString &text) const
+{
+    return RowOrder::positionsShowing(m_order, text, m_textOf);
 }
 
 CaseInsensitiveIndex *CaseInsensitiveIndex::of(QAbstractItemModel *model)
@@ -89,24 +114,93 @@ void CaseInsensitiveIndex::ensureFresh()
 void CaseInsensitiveIndex::rebuild()
 {
     m_stale = false;
-    const int rows = m_model->rowCount();
-    m_texts.assign(size_t(rows), QString());
-    m_order.resize(size_t(rows));
-    for (int row = 0; row < rows; ++row) {
-        m_texts[size_t(row)] = m_model->index(row, 0).data(Qt::DisplayRole).toString();
-        m_order[size_t(row)] = row;
+    m_presorted = nullptr;
+    m_sourceRows.clear();
+    m_texts.clear();
+    // What only some questions need is made on the first of them, so that a
+    // refill costs the GUI thread no more than taking the order.
+    m_positions.clear();
+    m_firstRow.clear();
+    if (!takePresorted())
+        sortOwnTexts();
+}
+
+const std::vector<int> &CaseInsensitiveIndex::positions()
+{
+    ensureFresh();
+    if (m_positions.size() != m_order.size()) {
+        m_positions.resize(m_order.size());
+        for (size_t position = 0; position < m_order.size(); ++position)
+            m_positions[size_t(m_order[position])] = int(position);
     }
-    std::stable_sort(m_order.begin(), m_order.end(), [this](int a, int b) {
-        return m_texts[size_t(a)].compare(m_texts[size_t(b)], Qt::CaseInsensitive) < 0;
-    });
-    m_positions.resize(size_t(rows));
-    for (int position = 0; position < rows; ++position)
-        m_positions[size_t(m_order[size_t(position)])] = position;
-    // Leaves at [rows, 2 rows), each inner node the least of its two children.
-    m_firstRow.resize(2 * size_t(rows));
-    std::copy(m_order.begin(), m_order.end(), m_firstRow.begin() + rows);
-    for (int node = rows - 1; node > 0; --node)
-        m_firstRow[size_t(node)] = std::min(m_firstRow[2 * size_t(node)], m_firstRow[2 * size_t(node) + 1]);
+    return m_positions;
+}
+
+const std::vector<int> &CaseInsensitiveIndex::firstRows()
+{
+    ensureFresh();
+    const size_t rows = m_order.size();
+    if (m_firstRow.size() != 2 * rows) {
+        // Leaves at [rows, 2 rows), each inner node the least of its two children.
+        m_firstRow.resize(2 * rows);
+        std::copy(m_order.begin(), m_order.end(), m_firstRow.begin() + std::ptrdiff_t(rows));
+        for (size_t node = rows - 1; node > 0 && node < rows; --node)
+            m_firstRow[node] = std::min(m_firstRow[2 * node], m_firstRow[2 * node + 1]);
+    }
+    return m_firstRow;
+}
+
+bool CaseInsensitiveIndex::takePresorted()
+{
+    m_presorted = PresortedTexts::of(m_model);
+    if (m_presorted) {
+        m_order = m_presorted->order();
+        return true;
+    }
+    // An unsorted proxy shows the rows it lets through in its source's order.
+    auto *proxy = qobject_cast<QSortFilterProxyModel *>(m_model);
+    m_presorted = proxy && proxy->sortColumn() < 0 ? PresortedTexts::of(proxy->sourceModel()) : nullptr;
+    if (!m_presorted)
+        return false;
+    const std::vector<int> &sourceOrder = m_presorted->order();
+    const int rows = proxy->rowCount();
+    if (rows == int(sourceOrder.size())) {
+        m_order = sourceOrder;
+        return true;
+    }
+    std::vector<int> rowOfSource(sourceOrder.size(), -1);
+    m_sourceRows.resize(size_t(rows));
+    for (int row = 0; row < rows; ++row) {
+        const int sourceRow = proxy->mapToSource(proxy->index(row, 0)).row();
+        m_sourceRows[size_t(row)] = sourceRow;
+        if (sourceRow >= 0 && sourceRow < int(rowOfSource.size()))
+            rowOfSource[size_t(sourceRow)] = row;
+    }
+    m_order.clear();
+    m_order.reserve(size_t(rows));
+    for (int sourceRow : sourceOrder) {
+        if (rowOfSource[size_t(sourceRow)] >= 0)
+            m_order.push_back(rowOfSource[size_t(sourceRow)]);
+    }
+    return true;
+}
+
+void CaseInsensitiveIndex::sortOwnTexts()
+{
+    const int rows = m_model->rowCount();
+    m_texts.resize(size_t(rows));
+    for (int row = 0; row < rows; ++row)
+        m_texts[size_t(row)] = m_model->index(row, 0).data(Qt::DisplayRole).toString();
+    m_order = RowOrder::caseInsensitiveOrder(
+        rows, [this](int row) -> const QString & { return m_texts[size_t(row)]; });
+}
+
+QString CaseInsensitiveIndex::textAt(int row) const
+{
+    if (!m_texts.empty())
+        return m_texts[size_t(row)];
+    return m_presorted ? m_presorted->text(m_sourceRows.empty() ? row : m_sourceRows[size_t(row)])
+                       : QString();
 }
 
 int CaseInsensitiveIndex::size()
@@ -123,17 +217,17 @@ int CaseInsensitiveIndex::rowAt(int position)
 
 int CaseInsensitiveIndex::positionOf(int row)
 {
-    ensureFresh();
-    return row >= 0 && row < int(m_positions.size()) ? m_positions[size_t(row)] : -1;
+    const std::vector<int> &positionOfRow = positions();
+    return row >= 0 && row < int(positionOfRow.size()) ? positionOfRow[size_t(row)] : -1;
 }
 
 std::pair<int, int> CaseInsensitiveIndex::prefixRange(const QString &prefix)
 {
     ensureFresh();
     const auto first = std::lower_bound(m_order.begin(), m_order.end(), prefix,
-        [this](int row, const QString &p) { return comparePrefix(m_texts[size_t(row)], p) < 0; });
+        [this](int row, const QString &p) { return comparePrefix(textAt(row), p) < 0; });
     const auto last = std::upper_bound(first, m_order.end(), prefix,
-        [this](const QString &p, int row) { return comparePrefix(m_texts[size_t(row)], p) > 0; });
+        [this](const QString &p, int row) { return comparePrefix(textAt(row), p) > 0; });
     return { int(first - m_order.begin()), int(last - m_order.begin()) };
 }
 
@@ -142,13 +236,14 @@ int CaseInsensitiveIndex::firstRowStartingWith(const QString &prefix)
     auto [from, to] = prefixRange(prefix);
     if (from == to)
         return -1;
+    const std::vector<int> &tree = firstRows();
     const size_t leaves = m_order.size();
     int least = m_order[size_t(from)];
     for (size_t low = size_t(from) + leaves, high = size_t(to) + leaves; low < high; low /= 2, high /= 2) {
         if (low & 1)
-            least = std::min(least, m_firstRow[low++]);
+            least = std::min(least, tree[low++]);
         if (high & 1)
-            least = std::min(least, m_firstRow[--high]);
+            least = std::min(least, tree[--high]);
     }
     return least;
 }
@@ -159,7 +254,7 @@ int CaseInsensitiveIndex::firstRowEqualTo(const QString &text)
     // themselves, so the first exact one met is the first in the model.
     const auto [from, to] = prefixRange(text);
     for (int position = from; position < to; ++position) {
-        const QString &candidate = m_texts[size_t(m_order[size_t(position)])];
+        const QString candidate = textAt(m_order[size_t(position)]);
         if (candidate.size() != text.size())
             break;
         if (candidate == text)
@@ -171,5 +266,5 @@ int CaseInsensitiveIndex::firstRowEqualTo(const QString &text)
 QString CaseInsensitiveIndex::text(int row)
 {
     ensureFresh();
-    return row >= 0 && row < int(m_texts.size()) ? m_texts[size_t(row)] : QString();
+    return row >= 0 && row < int(m_order.size()) ? textAt(row) : QString();
 }

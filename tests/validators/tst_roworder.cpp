@@ -1,0 +1,127 @@
+#include <vetrel/roworder_p.h>
+
+#include <QTest>
+
+#include <algorithm>
+#include <functional>
+#include <numeric>
+#include <random>
+
+// The radix orders with their deeper keys must agree with QString's own
+// compares on every kind of text, or lookups by binary search miss rows.
+class TestRowOrder : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void caseInsensitiveOrderAgreesWithQString_data();
+    void caseInsensitiveOrderAgreesWithQString();
+    void deeperKeysAgreeWithTheFullCompare();
+    void positionsShowingFindsExactTexts();
+};
+
+namespace
+{
+
+// Random texts over `alphabet`, after a prefix every text shares, with
+// copies (same or other letter case) so that long runs tie.
+QStringList randomTexts(const QString &alphabet, const QString &prefix, int maxLength, int count)
+{
+    std::mt19937 random(11);
+    QStringList texts;
+    for (int i = 0; i < count; ++i) {
+        if (i > 0 && random() % 4 == 0) {
+            const QString &earlier = texts.at(int(random() % unsigned(texts.size())));
+            texts.append(random() % 2 ? earlier : earlier.toUpper());
+            continue;
+        }
+        QString text = prefix;
+        for (int n = int(random() % unsigned(maxLength + 1)); n > 0; --n)
+            text += alphabet.at(int(random() % unsigned(alphabet.size())));
+        texts.append(text);
+    }
+    return texts;
+}
+
+std::vector<int> stableSorted(int count, const std::function<bool(int, int)> &less)
+{
+    std::vector<int> order(static_cast<size_t>(count));
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), less);
+    return order;
+}
+
+}
+
+void TestRowOrder::caseInsensitiveOrderAgreesWithQString_data()
+{
+    QTest::addColumn<QString>("alphabet");
+    QTest::addColumn<QString>("prefix");
+    QTest::addColumn<int>("maxLength");
+
+    QTest::newRow("Latin, long runs") << QStringLiteral("aAbB") << QString() << 12;
+    QTest::newRow("shared prefix") << QStringLiteral("xyXY") << QStringLiteral("Security ") << 9;
+    QTest::newRow("Cyrillic with yo") << QStringLiteral("аАёЁеЕя") << QStringLiteral("ао ") << 8;
+    // Deseret letters fold across a surrogate pair; sharp s folds to itself.
+    QTest::newRow("surrogates, sharp s, NUL, U+FFFF")
+        << QString::fromUtf8("a\U00010400\U00010428\u00dfS") + QChar(0) + QChar(0xffff) << QString() << 7;
+    QTest::newRow("empty and one letter") << QStringLiteral("q") << QString() << 1;
+}
+
+void TestRowOrder::caseInsensitiveOrderAgreesWithQString()
+{
+    QFETCH(QString, alphabet);
+    QFETCH(QString, prefix);
+    QFETCH(int, maxLength);
+    const QStringList texts = randomTexts(alphabet, prefix, maxLength, 5000);
+    const auto textOf = [&](int i) -> const QString & { return texts.at(i); };
+    const std::vector<int> expected = stableSorted(texts.size(),
+        [&](int a, int b) { return texts.at(a).compare(texts.at(b), Qt::CaseInsensitive) < 0; });
+    QCOMPARE(RowOrder::caseInsensitiveOrder(texts.size(), textOf), expected);
+}
+
+// A composite key as the security list uses: a group rank, then a name
+// compared case-sensitively; equal rows later-read first.
+void TestRowOrder::deeperKeysAgreeWithTheFullCompare()
+{
+    const QStringList names
+        = randomTexts(QString::fromUtf8("abAB\u044f") + QChar(0), QStringLiteral("Bond "), 10, 4000);
+    std::vector<int> group(size_t(names.size()));
+    std::mt19937 random(5);
+    for (int &g : group)
+        g = int(random() % 3);
+    const auto less = [&](int a, int b) {
+        return group[size_t(a)] != group[size_t(b)] ? group[size_t(a)] < group[size_t(b)]
+                                                    : names.at(a) < names.at(b);
+    };
+    const int shared = RowOrder::sharedPrefix(names.size(), [&](int i) { return names.at(i); });
+    const std::vector<int> positions = RowOrder::sortedPositions(
+        names.size(),
+        [&](int i) {
+            return RowOrder::PrefixKey().add(quint64(group[size_t(i)]), 2).add(names.at(i), shared).value();
+        },
+        less, RowOrder::Ties::LaterFirst,
+        [&](int i, int level, quint64 &key) {
+            return RowOrder::textKeyAt(
+                names.at(i), shared + RowOrder::unitsInPrefix(2) + 3 * (level - 1), false, key);
+        });
+    std::vector<int> reversed(size_t(names.size()));
+    std::iota(reversed.rbegin(), reversed.rend(), 0);
+    std::stable_sort(reversed.begin(), reversed.end(), less);
+    QCOMPARE(positions, reversed);
+}
+
+void TestRowOrder::positionsShowingFindsExactTexts()
+{
+    const QStringList texts = { "Sber", "sber", "SBER", "Sber", "Sberbank", "Aeroflot", "", "sber" };
+    const auto textOf = [&](int i) -> const QString & { return texts.at(i); };
+    const std::vector<int> order = RowOrder::caseInsensitiveOrder(texts.size(), textOf);
+    QCOMPARE(RowOrder::positionsShowing(order, QStringLiteral("Sber"), textOf), std::vector<int>({ 0, 3 }));
+    QCOMPARE(RowOrder::positionsShowing(order, QStringLiteral("sber"), textOf), std::vector<int>({ 1, 7 }));
+    QCOMPARE(RowOrder::positionsShowing(order, QString(), textOf), std::vector<int>({ 6 }));
+    QVERIFY(RowOrder::positionsShowing(order, QStringLiteral("sBer"), textOf).empty());
+    QVERIFY(RowOrder::positionsShowing(order, QStringLiteral("Sbe"), textOf).empty());
+}
+
+QTEST_APPLESS_MAIN(TestRowOrder)
+#include "tst_roworder.moc"
