@@ -92,8 +92,13 @@ void selectItem(QComboBox &box, const QVariant &value, int role)
 void useUniformRows(QComboBox &box)
 {
     for (QAbstractItemView *view : { box.view(), box.completer() ? box.completer()->popup() : nullptr }) {
-        if (auto *list = qobject_cast<QListView *>(view))
+        if (auto *list = qobject_cast<QListView *>(view)) {
             list->setUniformItemSizes(true);
+            // A pop-up of a million matches is laid out from the event loop,
+            // a batch at a time, not inside the keystroke that opens it.
+            list->setLayoutMode(QListView::Batched);
+            list->setBatchSize(4096);
+        }
     }
 }
 

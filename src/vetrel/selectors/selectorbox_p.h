@@ -82,8 +82,8 @@ void replaceSource(QSortFilterProxyModel &proxy, Model *model, QObject *owner)
     proxy.setSourceModel(model);
 }
 
-/// Lists of a million rows open in one pass over the rows instead of
-/// measuring each row: every item of a selector is one line of text.
+/// Lists of a million rows open without measuring each row (every item of a
+/// selector is one line of text) and are laid out in batches.
 void useUniformRows(QComboBox &box);
 
 /**

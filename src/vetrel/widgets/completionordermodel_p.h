@@ -28,7 +28,10 @@ public:
     QModelIndex mapFromSource(const QModelIndex &sourceIndex) const override;
 
 private:
+    void endReset();
+
     QPointer<CaseInsensitiveIndex> m_order;
+    int m_columns = 0;
 };
 
 #endif

@@ -68,6 +68,9 @@ void TraderSearchIndex::clear()
     m_text.clear();
     m_starts.assign(1, 0);
     m_byCode.clear();
+    m_byWord.clear();
+    m_codeRows.clear();
+    m_wordRows.clear();
 }
 
 void TraderSearchIndex::append(const QString &code, const QString &name)
@@ -100,6 +103,13 @@ void TraderSearchIndex::finish()
     const auto byField = [text](int a, int b) { return fieldAt(text + a) < fieldAt(text + b); };
     std::stable_sort(m_byCode.begin(), m_byCode.end(), byField);
     std::stable_sort(m_byWord.begin(), m_byWord.end(), byField);
+    const auto rowsOf = [this](const std::vector<int> &offsets) {
+        std::vector<int> rows(offsets.size());
+        std::transform(offsets.begin(), offsets.end(), rows.begin(), [this](int at) { return rowAt(at); });
+        return rows;
+    };
+    m_codeRows = rowsOf(m_byCode);
+    m_wordRows = rowsOf(m_byWord);
     std::fill(std::begin(m_bytes), std::end(m_bytes), 0);
     for (char c : m_text)
         ++m_bytes[static_cast<unsigned char>(c)];
@@ -163,7 +173,7 @@ const char *TraderSearchIndex::search(const char *from, const char *to, const QB
     return nullptr;
 }
 
-std::pair<std::vector<int>::const_iterator, std::vector<int>::const_iterator> TraderSearchIndex::startingWith(
+TraderSearchIndex::Range TraderSearchIndex::startingWith(
     const std::vector<int> &sorted, const QByteArray &query) const
 {
     const char *text = m_text.constData();
@@ -172,33 +182,31 @@ std::pair<std::vector<int>::const_iterator, std::vector<int>::const_iterator> Tr
         [&](int at, const QByteArray &q) { return fieldStart(text + at, n) < q; });
     const auto to = std::upper_bound(
         from, sorted.end(), query, [&](const QByteArray &q, int at) { return q < fieldStart(text + at, n); });
-    return { from, to };
+    return { size_t(from - sorted.begin()), size_t(to - sorted.begin()) };
 }
 
-void TraderSearchIndex::collect(std::vector<int>::const_iterator from, std::vector<int>::const_iterator to,
-    const QByteArray &query, Kind kind, int limit, std::vector<Match> &found) const
+void TraderSearchIndex::collect(const std::vector<int> &rowsOf, Range range, const QByteArray &query,
+    Kind kind, int limit, std::vector<Match> &found) const
 {
-    std::vector<int> rows;
-    const auto wanted = size_t(limit) - found.size();
-    // A wide range has its first rows early in model order: reading rows in
-    // order and stopping soon costs less than sorting the range.
-    if ((to - from) > 4 * limit && (to - from) * 64 > size()) {
-        for (int row = 0; row < size() && rows.size() < wanted; ++row) {
-            if (kindOf(row, query) == kind)
-                rows.push_back(row);
+    // The smallest rows of the range, a batch at a time: the first few
+    // rows in model order cost no sort of a range of a hundred thousand.
+    std::vector<int> rows(rowsOf.begin() + range.first, rowsOf.begin() + range.second);
+    const auto wanted = size_t(limit) - std::min(found.size(), size_t(limit));
+    int last = -1; // a row found through two of its words is taken once
+    size_t taken = 0;
+    for (auto batch = rows.begin(); batch != rows.end() && taken < wanted;) {
+        const auto batchEnd = batch + std::min(rows.end() - batch, std::ptrdiff_t(2 * wanted + 16));
+        std::nth_element(batch, batchEnd - 1, rows.end());
+        std::sort(batch, batchEnd);
+        for (auto it = batch; it != batchEnd && taken < wanted; ++it) {
+            if (*it != last && kindOf(*it, query) == kind) {
+                found.push_back({ *it, kind });
+                ++taken;
+            }
+            last = *it;
         }
-    } else {
-        for (auto it = from; it != to; ++it)
-            rows.push_back(rowAt(*it));
-        std::sort(rows.begin(), rows.end());
-        rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-        rows.erase(
-            std::remove_if(rows.begin(), rows.end(), [&](int row) { return kindOf(row, query) != kind; }),
-            rows.end());
-        rows.resize(std::min(rows.size(), wanted));
+        batch = batchEnd;
     }
-    for (int row : rows)
-        found.push_back({ row, kind });
 }
 
 void TraderSearchIndex::collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const
@@ -219,18 +227,16 @@ std::vector<TraderSearchIndex::Match> TraderSearchIndex::find(const QString &que
     if (folded.isEmpty() || limit <= 0)
         return found;
     const auto n = folded.size();
-    const auto [from, to] = startingWith(m_byCode, folded);
+    const Range codes = startingWith(m_byCode, folded);
     // Codes equal to the query open their range.
-    auto longer = from;
-    while (longer != to && fieldAt(m_text.constData() + *longer).size() == n)
+    size_t longer = codes.first;
+    while (longer != codes.second && fieldAt(m_text.constData() + m_byCode[longer]).size() == n)
         ++longer;
-    collect(from, longer, folded, ExactCode, limit, found);
+    collect(m_codeRows, { codes.first, longer }, folded, ExactCode, limit, found);
     if (int(found.size()) < limit)
-        collect(longer, to, folded, CodePrefix, limit, found);
-    if (int(found.size()) < limit) {
-        const auto [first, last] = startingWith(m_byWord, folded);
-        collect(first, last, folded, WordPrefix, limit, found);
-    }
+        collect(m_codeRows, { longer, codes.second }, folded, CodePrefix, limit, found);
+    if (int(found.size()) < limit)
+        collect(m_wordRows, startingWith(m_byWord, folded), folded, WordPrefix, limit, found);
     if (int(found.size()) < limit)
         collectAnywhere(folded, limit, found);
     return found;

@@ -52,9 +52,11 @@ private:
     Kind kindOf(int row, const QByteArray &query) const;
     int rowAt(int offset) const;
     const char *search(const char *from, const char *to, const QByteArray &query) const;
-    using Position = std::vector<int>::const_iterator;
-    std::pair<Position, Position> startingWith(const std::vector<int> &sorted, const QByteArray &query) const;
-    void collect(Position from, Position to, const QByteArray &query, Kind kind, int limit,
+    using Range = std::pair<size_t, size_t>; // of positions in a sorted vector
+    Range startingWith(const std::vector<int> &sorted, const QByteArray &query) const;
+    /// The first rows (in model order) among `rowsOf` over `range` whose best
+    /// match is `kind`, while fewer than `limit` rows are found.
+    void collect(const std::vector<int> &rowsOf, Range range, const QByteArray &query, Kind kind, int limit,
         std::vector<Match> &found) const;
     void collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const;
 
@@ -62,6 +64,8 @@ private:
     std::vector<int> m_starts; // where each row begins, plus the end
     std::vector<int> m_byCode; // where each code starts, in the order of the codes
     std::vector<int> m_byWord; // where each word of a name starts, in the order of the rest of the name
+    std::vector<int> m_codeRows; // the row of each entry of m_byCode
+    std::vector<int> m_wordRows; // the row of each entry of m_byWord
     int m_bytes[256] = {}; // how often each byte occurs in m_text
 };
 
