@@ -65,9 +65,7 @@ void BoardSelectorModel::populate()
             return row;
         },
         [](const Data &row) -> const QString & { return row.boardCode; },
-        [](const Data &row, int shared) {
-            return RowOrder::PrefixKey().add(row.stockId).add(row.boardCode, shared).value();
-        },
+        [](const Data &row) { return RowOrder::PrefixKey().add(row.stockId); },
         [](const Data &a, const Data &b) {
             return a.stockId != b.stockId ? a.stockId < b.stockId : a.boardCode < b.boardCode;
         },

@@ -178,8 +178,7 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
             RowOrder::Ties::LaterFirst,
             // Rows of one stock and board tie on the rank: their names go on.
             [&](int i, int level, quint64 &key) {
-                const int from = shared + RowOrder::unitsInPrefix(rankBits) + 3 * (level - 1);
-                return RowOrder::textKeyAt(rows[size_t(i)].secName, from, false, key);
+                return RowOrder::textKeyAt(rows[size_t(i)].secName, shared + 3 * (level - 1), false, key);
             }));
     snapshot.textOrder = textOrder(rows, shown);
     return snapshot;

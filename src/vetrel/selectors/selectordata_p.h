@@ -150,15 +150,14 @@ void reorder(std::vector<Row> &rows, const std::vector<int> &positions)
 
 /**
  * Reads a snapshot: the accepted records of the table, ordered by `less`,
- * each row before the earlier-read rows of equal key, and indexed by
- * `textOf`, the text a row shows. `prefix(row, shared)` gives a row's
- * PrefixKey, skipping the `shared` code units that every row's `sortText`
- * starts with.
+ * each row before the earlier-read rows of equal key, and with the order of
+ * `textOf`, the text a row shows. `lead(row)` gives the PrefixKey of the
+ * fields that `less` compares before the row's `sortText`.
  */
-template<typename Row, typename Accept, typename Read, typename SortText, typename Prefix, typename Less,
+template<typename Row, typename Accept, typename Read, typename SortText, typename Lead, typename Less,
     typename TextOf>
 Snapshot<Row> readSnapshot(
-    const Table *table, Accept accept, Read read, SortText sortText, Prefix prefix, Less less, TextOf textOf)
+    const Table *table, Accept accept, Read read, SortText sortText, Lead lead, Less less, TextOf textOf)
 {
     Snapshot<Row> snapshot;
     walk(table, snapshot, accept, read);
@@ -166,8 +165,12 @@ Snapshot<Row> readSnapshot(
     const int shared = sharedPrefix(int(rows.size()), [&](int i) { return sortText(rows[size_t(i)]); });
     reorder(rows,
         sortedPositions(
-            int(rows.size()), [&](int i) { return prefix(rows[size_t(i)], shared); },
-            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
+            int(rows.size()),
+            [&](int i) { return lead(rows[size_t(i)]).add(sortText(rows[size_t(i)]), shared).value(); },
+            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst,
+            [&](int i, int level, quint64 &key) {
+                return RowOrder::textKeyAt(sortText(rows[size_t(i)]), shared + 3 * (level - 1), false, key);
+            }));
     snapshot.textOrder = textOrder(rows, textOf);
     return snapshot;
 }

@@ -48,7 +48,7 @@ void StockSelectorModel::populate()
             return row;
         },
         [](const Data &row) -> const QString & { return row.stockCode; },
-        [](const Data &row, int shared) { return RowOrder::PrefixKey().add(row.stockCode, shared).value(); },
+        [](const Data &) { return RowOrder::PrefixKey(); },
         [](const Data &a, const Data &b) { return a.stockCode < b.stockCode; },
         [](const Data &row) -> const QString & { return row.name; });
     d->rows.swapIn(*this, snapshot);

@@ -166,8 +166,7 @@ namespace Detail
             Entry *to = from + 1;
             while (to != last && to->key == from->key)
                 ++to;
-            // Short runs are cheaper to compare than to key again.
-            bool deepen = to - from > 16;
+            bool deepen = to - from > 1;
             bool anyLeft = false;
             for (Entry *e = from; deepen && e != to; ++e) {
                 const int depth = deeper(e->position, level, e->key);
@@ -175,7 +174,11 @@ namespace Detail
                 anyLeft |= depth == Keyed;
             }
             if (deepen && anyLeft) {
-                radixSort(from, to, scratch);
+                // A radix pass costs its counting whatever the run's length.
+                if (to - from > 64)
+                    radixSort(from, to, scratch);
+                else
+                    std::stable_sort(from, to, [](const Entry &a, const Entry &b) { return a.key < b.key; });
                 settleTies(from, to, level + 1, deeper, less, scratch);
             } else if (!deepen && to - from > 1) {
                 std::stable_sort(from, to, byFields);
@@ -222,7 +225,10 @@ std::vector<int> sortedPositions(
  * A deeper key of `text`: three code units from `from` on (folded as a
  * case-insensitive compare folds them, when `folded`), 21 bits each, the
  * end of the text below every unit. Equal keys thus mean equal units, and a
- * run that has all ended reads alike. Gives a Detail::Depth.
+ * run that has all ended reads alike, if the deeper keys began where the
+ * texts begin to differ: a first key pads an ended text as it keys a NUL,
+ * and may stop early at a folded unit too wide for it, so deeper keys read
+ * the text again from there. Gives a Detail::Depth.
  */
 inline int textKeyAt(const QString &text, int from, bool folded, quint64 &key)
 {
@@ -233,13 +239,6 @@ inline int textKeyAt(const QString &text, int from, bool folded, quint64 &key)
         key = (key << 21) | unit;
     }
     return from < text.size() ? Detail::Keyed : Detail::Ended;
-}
-
-/// The number of code units that a PrefixKey of `bits` other bits and then
-/// text holds in full: deeper keys go on from there.
-constexpr int unitsInPrefix(int bits)
-{
-    return (64 - bits) / 16;
 }
 
 /**
@@ -255,8 +254,6 @@ std::vector<int> caseInsensitiveOrder(int count, TextOf textOf)
         count, [&](int i) { return PrefixKey().addFolded(textOf(i), shared).value(); },
         [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; },
         Ties::EarlierFirst,
-        // The first key may have stopped early (at a folded unit too wide for
-        // it), so the deeper keys read the text again from its start.
         [&](int i, int level, quint64 &key) {
             return textKeyAt(textOf(i), shared + 3 * (level - 1), true, key);
         });
