@@ -3,6 +3,7 @@
 #include <vetrel/boardselectorbox.h>
 #include <vetrel/boardselectorfilteredmodel.h>
 #include <vetrel/boardselectormodel.h>
+#include <vetrel/comboboxvalidator.h>
 #include <vetrel/partnerselectorbox.h>
 #include <vetrel/properties.h>
 #include <vetrel/securityselectorbox.h>
@@ -155,12 +156,24 @@ void TestSelectorBoxes::stockIdFilter()
     fillMarket(market);
     market.addStock(21, QStringLiteral("TW1"), QStringLiteral("Aardvark"));
     StockSelectorBox box;
+    // The validator completes to the first item in the box's order, which
+    // the id filter makes other than the order of the names.
+    const auto completed = [&](const char *typed) {
+        QString text = QString::fromUtf8(typed);
+        box.comboBoxValidator()->fixup(text);
+        return text;
+    };
     box.setStockIdFilter({ QStringLiteral("1") });
     QCOMPARE(items(box), QStringList({ "Moscow", "Tenth", "Aardvark" }));
+    QCOMPARE(completed("a"), QStringLiteral("Aardvark"));
     box.setStockIdFilter({ QStringLiteral("4"), QStringLiteral("2") });
     QCOMPARE(items(box), QStringList({ "Petersburg", "Alphabet", "Aardvark" }));
+    QCOMPARE(completed("A"), QStringLiteral("Alphabet"));
+    QCOMPARE(completed("aa"), QStringLiteral("Aardvark"));
     box.setStockIdFilter({});
     QCOMPARE(items(box), QStringList({ "Moscow", "Petersburg", "Alphabet", "Tenth", "Aardvark" }));
+    QCOMPARE(completed("t"), QStringLiteral("Tenth"));
+    QCOMPARE(completed("x"), QStringLiteral("x"));
 }
 
 void TestSelectorBoxes::stockCodeBox()

@@ -157,27 +157,40 @@ bool CaseInsensitiveIndex::takePresorted()
         m_order = m_presorted->order();
         return true;
     }
-    // An unsorted proxy shows the rows it lets through in its source's order.
     auto *proxy = qobject_cast<QSortFilterProxyModel *>(m_model);
-    m_presorted = proxy && proxy->sortColumn() < 0 ? PresortedTexts::of(proxy->sourceModel()) : nullptr;
+    m_presorted = proxy ? PresortedTexts::of(proxy->sourceModel()) : nullptr;
     if (!m_presorted)
         return false;
     const std::vector<int> &sourceOrder = m_presorted->order();
     const int rows = proxy->rowCount();
+    m_sourceRows.assign(size_t(rows), -1);
+    m_order.clear();
+    m_order.reserve(size_t(rows));
+    if (proxy->sortColumn() >= 0) {
+        // A sorted proxy is asked where each row went.
+        QAbstractItemModel *source = proxy->sourceModel();
+        for (int sourceRow : sourceOrder) {
+            const int row = proxy->mapFromSource(source->index(sourceRow, 0)).row();
+            if (row >= 0 && row < rows) {
+                m_order.push_back(row);
+                m_sourceRows[size_t(row)] = sourceRow;
+            }
+        }
+        return true;
+    }
+    // An unsorted one shows the rows it lets through in its source's order.
     if (rows == int(sourceOrder.size())) {
+        m_sourceRows.clear();
         m_order = sourceOrder;
         return true;
     }
     std::vector<int> rowOfSource(sourceOrder.size(), -1);
-    m_sourceRows.resize(size_t(rows));
     for (int row = 0; row < rows; ++row) {
         const int sourceRow = proxy->mapToSource(proxy->index(row, 0)).row();
         m_sourceRows[size_t(row)] = sourceRow;
         if (sourceRow >= 0 && sourceRow < int(rowOfSource.size()))
             rowOfSource[size_t(sourceRow)] = row;
     }
-    m_order.clear();
-    m_order.reserve(size_t(rows));
     for (int sourceRow : sourceOrder) {
         if (rowOfSource[size_t(sourceRow)] >= 0)
             m_order.push_back(rowOfSource[size_t(sourceRow)]);
@@ -250,17 +263,20 @@ int CaseInsensitiveIndex::firstRowStartingWith(const QString &prefix)
 
 int CaseInsensitiveIndex::firstRowEqualTo(const QString &text)
 {
-    // Texts equal ignoring case open the prefix range, in row order among
-    // themselves, so the first exact one met is the first in the model.
+    // Texts equal ignoring case open the prefix range. Among them the rows
+    // need not stand in model order (a sorted proxy's order is taken over
+    // from its source), so the least exact row wins.
     const auto [from, to] = prefixRange(text);
+    int first = -1;
     for (int position = from; position < to; ++position) {
-        const QString candidate = textAt(m_order[size_t(position)]);
+        const int row = m_order[size_t(position)];
+        const QString candidate = textAt(row);
         if (candidate.size() != text.size())
             break;
-        if (candidate == text)
-            return m_order[size_t(position)];
+        if (candidate == text && (first < 0 || row < first))
+            first = row;
     }
-    return -1;
+    return first;
 }
 
 QString CaseInsensitiveIndex::text(int row)

@@ -40,16 +40,15 @@ private:
 };
 
 /**
- * The rows of a model ordered by their display text ignoring case (equal
- * texts in row order), so that a typed prefix is found by binary search
- * instead of by reading every row on every keystroke.
+ * The rows of a model ordered by their display text ignoring case, so that a typed prefix is found by binary
+ * search instead of by reading every row on every keystroke.
  *
  * One index serves everybody who looks at the same model: it lives as the
  * model's child and dies with it. It is rebuilt on the first question after
  * the rows changed, and also soon after the change from the event loop, so
  * that the rebuild of a large list rarely lands on a keystroke. Over a model
- * that offers PresortedTexts, or an unsorted QSortFilterProxyModel of one,
- * the rebuild takes the model's order instead of sorting.
+ * that offers PresortedTexts, or a QSortFilterProxyModel of one, the rebuild
+ * takes the model's order instead of sorting.
  */
 class CaseInsensitiveIndex : public QObject
 {

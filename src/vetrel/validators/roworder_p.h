@@ -68,6 +68,8 @@ public:
     static uint foldedAt(const QString &text, int i)
     {
         const QChar unit = text.at(i);
+        if (unit.unicode() < 0x80) // most codes and names: no table needed
+            return unit.unicode() - uint('A') < 26u ? unit.unicode() + 0x20u : unit.unicode();
         if (unit.isLowSurrogate() && i > 0 && text.at(i - 1).isHighSurrogate())
             return QChar::toCaseFolded(QChar::surrogateToUcs4(text.at(i - 1), unit));
         return QChar::toCaseFolded(uint(unit.unicode()));
