@@ -2,12 +2,13 @@
 // floors (walking the table with the same reads; the same walk and the sort
 // by stock code, board code and name that the list needs), and one typed character in
 // SecuritySelectorBox beside a plain QComboBox with a QCompleter over the same
-// names. PartnerSelectorBox::populate() over 10,000 dealers beside reading and
-// sorting the same codes.
+// names, and in the partner and stream boxes. PartnerSelectorBox::populate() over 10,000 dealers beside
+// reading and sorting the same codes.
 
 #include <vetrel/partnerselectorbox.h>
 #include <vetrel/securityselectorbox.h>
 #include <vetrel/securityselectormodel.h>
+#include <vetrel/streamselectorbox.h>
 
 #include <host/boarddirectory.h>
 #include <host/core.h>
@@ -189,6 +190,7 @@ void type(QComboBox &box, const QList<QPair<Qt::Key, QChar>> &keys, benchmark::S
         }
     }
     timings.report(state);
+    state.counters["rows"] = double(box.count());
 }
 
 void BM_Keystroke_PlainComboBox(benchmark::State &state)
@@ -211,6 +213,19 @@ void BM_Keystroke_PlainComboBox(benchmark::State &state)
 void BM_Keystroke_SecuritySelectorBox(benchmark::State &state)
 {
     SecuritySelectorBox box;
+    type(box, keySequence(*box.model()), state);
+}
+
+void BM_Keystroke_PartnerSelectorBox(benchmark::State &state)
+{
+    PartnerSelectorBox box;
+    type(box, keySequence(*box.model()), state);
+}
+
+// Before a security is chosen the stream box lists every price stream.
+void BM_Keystroke_StreamSelectorBox(benchmark::State &state)
+{
+    StreamSelectorBox box;
     type(box, keySequence(*box.model()), state);
 }
 
@@ -249,6 +264,8 @@ BENCHMARK(BM_Refill_Floor_WalkAndSort)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Refill_SecuritySelectorModel)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Keystroke_PlainComboBox)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Keystroke_SecuritySelectorBox)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Keystroke_PartnerSelectorBox)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Keystroke_StreamSelectorBox)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PartnerPopulate_Floor)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PartnerPopulate_PartnerSelectorBox)->Unit(benchmark::kMillisecond);
 

@@ -3,6 +3,7 @@
 // everything once on 2,000 rows; --rows=N sets the number of stocks
 // (100,000 by default; 1000000 for a market of a million instruments).
 
+#include <vetrel/boardselectorbox.h>
 #include <vetrel/boardselectormodel.h>
 #include <vetrel/stockselectorbox.h>
 #include <vetrel/stockselectormodel.h>
@@ -191,6 +192,31 @@ Timing validatorAlone(const QValidator &validator, const QVector<int> &keys)
     return summary(ms);
 }
 
+// The same kind of typing over any box: its own item texts, spread over
+// the list, each typed in full and erased.
+QVector<int> itemKeystrokes(const QComboBox &box, int count)
+{
+    QVector<int> keys;
+    for (int row = box.count() / 3; keys.size() < count && box.count() > 0; row += 7919) {
+        for (QChar c : box.itemText(row % box.count()))
+            keys.append(c.unicode());
+        keys.append(Qt::Key_Backspace);
+    }
+    keys.resize(count);
+    return keys;
+}
+
+// The board box before a stock is chosen lists every board of the market.
+void boardKeystrokes()
+{
+    BoardSelectorBox box;
+    box.show();
+    QCoreApplication::processEvents();
+    const Timing boards = typeInto(box.lineEdit(), itemKeystrokes(box, 50));
+    std::printf("\nOne typed character over %d boards, 50 keystrokes (ms):\n", box.count());
+    std::printf("  %-44s median %8.3f  worst %8.3f\n", "BoardSelectorBox", boards.median, boards.worst);
+}
+
 void keystrokeCost()
 {
     const QVector<int> keys = keystrokes(50);
@@ -371,5 +397,6 @@ int main(int argc, char **argv)
     benchmark::Initialize(&count, args.data());
     benchmark::RunSpecifiedBenchmarks();
     keystrokeCost();
+    boardKeystrokes();
     return 0;
 }
