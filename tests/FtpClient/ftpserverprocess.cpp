@@ -62,11 +62,6 @@ FtpServerProcess::~FtpServerProcess()
     stop();
 }
 
-QString FtpServerProcess::name() const
-{
-    return m_kind == Pyftpdlib ? QStringLiteral("pyftpdlib") : QStringLiteral("vsftpd");
-}
-
 QString FtpServerProcess::user() const
 {
     return m_kind == Pyftpdlib ? QStringLiteral("trader") : QStringLiteral("anonymous");

@@ -32,8 +32,6 @@ public:
     bool start();
     void stop();
 
-    Kind kind() const { return m_kind; }
-    QString name() const;
     QString errorString() const { return m_error; }
     unsigned short port() const { return m_port; }
     QString user() const;

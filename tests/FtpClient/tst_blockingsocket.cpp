@@ -123,9 +123,7 @@ class SignalStorm
 public:
     explicit SignalStorm(pthread_t target)
     {
-        struct sigaction action
-        {
-        };
+        struct sigaction action {};
         action.sa_handler = &ignoreSignal;
         sigemptyset(&action.sa_mask);
         sigaction(SIGUSR1, &action, &m_previous);
@@ -146,9 +144,7 @@ public:
 private:
     std::atomic<bool> m_stop { false };
     std::thread m_thread;
-    struct sigaction m_previous
-    {
-    };
+    struct sigaction m_previous {};
 };
 
 }
@@ -263,9 +259,7 @@ void TestBlockingSocket::writeLargeBufferInPieces()
 void TestBlockingSocket::peerResetDuringWrite()
 {
     // The default action of SIGPIPE ends the process; the socket must not raise it.
-    struct sigaction defaultAction
-    {
-    }, previous {};
+    struct sigaction defaultAction {}, previous {};
     defaultAction.sa_handler = SIG_DFL;
     sigaction(SIGPIPE, &defaultAction, &previous);
 

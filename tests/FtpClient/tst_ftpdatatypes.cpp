@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <set>
+
 using namespace nsFTP;
 
 class TestFtpDataTypes : public QObject
@@ -11,35 +13,34 @@ class TestFtpDataTypes : public QObject
     Q_OBJECT
 
 private slots:
-    void commandTable();
+    void commandTableIsConsistent();
     void commandKinds_data();
     void commandKinds();
     void commandText();
     void firewallTypes();
     void logonInfo();
-    void representationLetters();
+    void representations();
     void invalidValuesAssert();
 };
 
-static const CCommand::TCommandEnum lastCommand = CCommand::cmdUSER;
-
-void TestFtpDataTypes::commandTable()
+void TestFtpDataTypes::commandTableIsConsistent()
 {
+    // The enumeration is alphabetical, so a row filed under the wrong value breaks the order.
     tstring previous;
-    for (int value = 0; value <= lastCommand; ++value) {
+    for (int value = 0; value <= CCommand::cmdUSER; ++value) {
         const CCommand command(static_cast<CCommand::TCommandEnum>(value));
         const auto info = command.GetExtendedInfo();
         QVERIFY(info);
-        // The enumeration is alphabetical, so a row filed under the wrong value breaks the order.
-        QVERIFY2(previous < info->GetServerString(), info->GetServerString().c_str());
-        previous = info->GetServerString();
-        QCOMPARE(command.AsString(), info->GetServerString());
+        const tstring &word = info->GetServerString();
+        QVERIFY2(previous < word, word.c_str());
+        previous = word;
+        QCOMPARE(command.AsString(), word);
+        // The syntax names the parameters: "<SP>" for each, brackets for optional ones.
         const tstring &syntax = info->GetCompleteServerStringSyntax();
-        QVERIFY2(syntax.rfind(info->GetServerString() + " ", 0) == 0, syntax.c_str());
-        QVERIFY2(syntax.size() > 7 && syntax.compare(syntax.size() - 7, 7, " <CRLF>") == 0, syntax.c_str());
-        // A command without "<SP>" in its syntax takes no parameters, and bracketed ones are optional.
-        const bool takesParameters = syntax.find("<SP>") != tstring::npos;
-        QCOMPARE(info->GetNumberOfParameters() > 0, takesParameters);
+        QVERIFY2(syntax.rfind(word + " ", 0) == 0 && syntax.size() > 7
+                     && syntax.compare(syntax.size() - 7, 7, " <CRLF>") == 0,
+            syntax.c_str());
+        QCOMPARE(info->GetNumberOfParameters() > 0, syntax.find("<SP>") != tstring::npos);
         QCOMPARE(info->GetNumberOfOptionalParameters() > 0, syntax.find('[') != tstring::npos);
         QVERIFY(info->GetNumberOfOptionalParameters() <= info->GetNumberOfParameters());
     }
@@ -53,17 +54,13 @@ void TestFtpDataTypes::commandKinds_data()
     QTest::addColumn<int>("command");
     QTest::addColumn<bool>("read");
     QTest::addColumn<bool>("write");
-    QTest::addColumn<int>("specification");
+    QTest::addColumn<int>("origin");
 
     QTest::newRow("LIST") << int(CCommand::cmdLIST) << true << false << 1;
-    QTest::newRow("NLST") << int(CCommand::cmdNLST) << true << false << 1;
     QTest::newRow("RETR") << int(CCommand::cmdRETR) << true << false << 1;
-    QTest::newRow("APPE") << int(CCommand::cmdAPPE) << false << true << 1;
-    QTest::newRow("STOR") << int(CCommand::cmdSTOR) << false << true << 1;
     QTest::newRow("STOU") << int(CCommand::cmdSTOU) << false << true << 1;
-    QTest::newRow("CWD") << int(CCommand::cmdCWD) << false << false << 1;
+    QTest::newRow("APPE") << int(CCommand::cmdAPPE) << false << true << 1;
     QTest::newRow("PASV") << int(CCommand::cmdPASV) << false << false << 1;
-    QTest::newRow("MDTM") << int(CCommand::cmdMDTM) << false << false << 2;
     QTest::newRow("SIZE") << int(CCommand::cmdSIZE) << false << false << 2;
     QTest::newRow("OPEN") << int(CCommand::cmdOPEN) << false << false << 0;
 }
@@ -73,13 +70,12 @@ void TestFtpDataTypes::commandKinds()
     QFETCH(int, command);
     QFETCH(bool, read);
     QFETCH(bool, write);
-    QFETCH(int, specification);
 
     const CCommand cmd(static_cast<CCommand::TCommandEnum>(command));
     QCOMPARE(cmd.IsDatachannelReadCommand(), read);
     QCOMPARE(cmd.IsDatachannelWriteCommand(), write);
     QCOMPARE(cmd.IsDatachannelCommand(), read || write);
-    QCOMPARE(int(cmd.GetExtendedInfo()->GetSpecification()), specification);
+    QTEST(int(cmd.GetExtendedInfo()->GetSpecification()), "origin");
     QCOMPARE(int(cmd.GetExtendedInfo()->GetType()), read ? 0 : write ? 1 : 2);
 }
 
@@ -98,24 +94,14 @@ void TestFtpDataTypes::commandText()
 
 void TestFtpDataTypes::firewallTypes()
 {
-    const char *const expected[][2] = {
-        { "NO_FIREWALL", "no firewall" },
-        { "SITE_HOSTNAME", "SITE hostname" },
-        { "USER_AFTER_LOGON", "USER after logon" },
-        { "PROXY_OPEN", "proxy OPEN" },
-        { "TRANSPARENT", "Transparent" },
-        { "USER_WITH_NO_LOGON", "USER with no logon" },
-        { "USER_FIREID@REMOTEHOST", "USER fireID@remotehost" },
-        { "USER_REMOTEID@REMOTEHOST_FIREID", "USER remoteID@remotehost fireID" },
-        { "USER_REMOTEID@FIREID@REMOTEHOST", "USER remoteID@fireID@remotehost" },
-    };
+    // Settings pick a type by its index or its storage name: both must lead back to it.
     std::vector<CFirewallType> types(2);
     CFirewallType::GetAllTypes(types);
     QCOMPARE(types.size(), size_t(9));
-    for (int i = 0; i < 9; ++i) {
-        QCOMPARE(int(types[i].AsEnum()), i);
-        QCOMPARE(types[i].AsStorageString(), tstring(expected[i][0]));
-        QCOMPARE(types[i].AsDisplayString(), tstring(expected[i][1]));
+    std::set<tstring> names;
+    for (size_t i = 0; i < types.size(); ++i) {
+        QCOMPARE(size_t(types[i].AsEnum()), i);
+        QVERIFY(names.insert(types[i].AsStorageString()).second);
     }
     QCOMPARE(CFirewallType(), CFirewallType(CFirewallType::ftNone));
 }
@@ -123,46 +109,35 @@ void TestFtpDataTypes::firewallTypes()
 void TestFtpDataTypes::logonInfo()
 {
     const CLogonInfo plain;
-    QCOMPARE(plain.Hostport(), static_cast<unsigned short>(21));
+    QCOMPARE(plain.Hostport() + plain.FwPort(), 42);
     QCOMPARE(plain.Username(), tstring("anonymous"));
     QVERIFY(plain.Password().empty() && plain.Account().empty() && plain.Hostname().empty());
-    QCOMPARE(plain.FwPort(), static_cast<unsigned short>(21));
     QCOMPARE(plain.FwType(), CFirewallType(CFirewallType::ftNone));
 
     CLogonInfo full("ftp.example", 2121, "trader", "secret", "acct", "fw", "fwuser", "fwpass", 8021,
         CFirewallType::ftProxyOpen);
-    QCOMPARE(full.Hostname(), tstring("ftp.example"));
-    QCOMPARE(full.Hostport(), static_cast<unsigned short>(2121));
-    QCOMPARE(full.Account(), tstring("acct"));
-    QCOMPARE(full.FwUsername(), tstring("fwuser"));
-    QCOMPARE(full.FwPassword(), tstring("fwpass"));
-    QCOMPARE(full.FwPort(), static_cast<unsigned short>(8021));
+    QCOMPARE(full.Hostname() + full.Username() + full.Password() + full.Account(), tstring("ftp.exampletradersecretacct"));
+    QCOMPARE(full.FwHost() + full.FwUsername() + full.FwPassword(), tstring("fwfwuserfwpass"));
+    QCOMPARE(full.Hostport() * 10000 + full.FwPort(), 2121 * 10000 + 8021);
     QCOMPARE(full.FwType(), CFirewallType(CFirewallType::ftProxyOpen));
-
     // Replacing the host leaves the firewall alone, and the other way round.
     full.SetHost("other");
-    QCOMPARE(full.Username(), tstring("anonymous"));
+    QCOMPARE(full.Username() + full.FwHost(), tstring("anonymousfw"));
     QCOMPARE(full.Hostport(), static_cast<unsigned short>(21));
-    QCOMPARE(full.FwHost(), tstring("fw"));
     full.SetFirewall("fw2", "u", "p", 1080, CFirewallType::ftTransparent);
-    QCOMPARE(full.Hostname(), tstring("other"));
-    QCOMPARE(full.FwHost(), tstring("fw2"));
+    QCOMPARE(full.Hostname() + full.FwHost(), tstring("otherfw2"));
 }
 
-void TestFtpDataTypes::representationLetters()
+void TestFtpDataTypes::representations()
 {
+    // These letters go on the wire in TYPE, STRU and MODE.
     QCOMPARE(CType::ASCII().AsString() + CType::EBCDIC().AsString() + CType::Image().AsString()
-            + CType::LocalByte().AsString(),
-        tstring("AEIL"));
-    QCOMPARE(CTypeFormat::NonPrint().AsString() + CTypeFormat::TelnetFormat().AsString()
-            + CTypeFormat::CarriageControl().AsString(),
-        tstring("NTC"));
-    QCOMPARE(CStructure::File().AsString() + CStructure::Record().AsString() + CStructure::Page().AsString(),
-        tstring("FRP"));
-    QCOMPARE(CTransferMode::Stream().AsString() + CTransferMode::Block().AsString()
+            + CType::LocalByte().AsString() + CTypeFormat::NonPrint().AsString()
+            + CTypeFormat::TelnetFormat().AsString() + CTypeFormat::CarriageControl().AsString()
+            + CStructure::File().AsString() + CStructure::Record().AsString() + CStructure::Page().AsString()
+            + CTransferMode::Stream().AsString() + CTransferMode::Block().AsString()
             + CTransferMode::Compressed().AsString(),
-        tstring("SBC"));
-
+        tstring("AEILNTCFRPSBC"));
     // A representation with a format differs from the bare type, so TYPE is sent again.
     QVERIFY(CRepresentation(CType::ASCII()) != CRepresentation(CType::ASCII(), CTypeFormat::NonPrint()));
     QVERIFY(CRepresentation(CType::ASCII(), CTypeFormat::TelnetFormat())

@@ -1,11 +1,13 @@
 // The FTP client against real servers (pyftpdlib and vsftpd) on 127.0.0.1,
-// in passive and active mode, with every transfer checked byte for byte.
+// in passive and active mode, with every transfer checked byte for byte, and
+// the listing parser on what each server really sends.
 
 #include "ftpserverprocess.h"
 #include "testfiles.h"
 
 #include <vetrel/FtpClient/FTPClient.h>
 #include <vetrel/FtpClient/FTPFileStatus.h>
+#include <vetrel/FtpClient/FTPListParse.h>
 #include <vetrel/FtpClient/FTPTransferTargets.h>
 
 #include <QDir>
@@ -13,10 +15,13 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <utime.h>
 
 #include <algorithm>
 #include <functional>
+#include <map>
 
 using namespace nsFTP;
 
@@ -77,7 +82,7 @@ private:
     /// A client logged on to the server, in /pub.
     std::unique_ptr<CFTPClient> logOn(FtpServerProcess& ftpServer, TransferObserver& observer)
     {
-        auto client = std::make_unique<CFTPClient>(nsSocket::CreateDefaultBlockingSocketInstance(), 5, 64 * 1024, 0, "/pub");
+        auto client = std::make_unique<CFTPClient>(nsSocket::CreateDefaultBlockingSocketInstance(), 20, 64 * 1024, 0, "/pub");
         client->AttachObserver(&observer);
         const CLogonInfo info("127.0.0.1", ftpServer.port(), str(ftpServer.user()), str(ftpServer.password()));
         if (!client->Login(info))
@@ -101,10 +106,8 @@ private slots:
     void roundTrip();
     void brokenTransfersResume_data() { addServerRows(); }
     void brokenTransfersResume();
-    void storeUnique_data() { addServerRows(); }
-    void storeUnique();
-    void abortLargeDownload_data() { addServerRows(); }
-    void abortLargeDownload();
+    void serverListingsParse_data();
+    void serverListingsParse();
     void serverToServerCopy_data();
     void serverToServerCopy();
 
@@ -173,6 +176,19 @@ void TestFtpTransfers::roundTrip()
                        QTime(modified.tm_hour, modified.tm_min, modified.tm_sec), Qt::UTC).toSecsSinceEpoch(),
              qint64(1614834367));
 
+    // STOU twice with one name: the server picks a new name each time.
+    const QString subdir = "unique-" + name;
+    QCOMPARE(client->MakeDirectory(str(subdir)), 0);
+    QCOMPARE(client->ChangeWorkingDirectory(str(subdir)), 0);
+    for (int i = 0; i < 2; ++i)
+        QVERIFY2(client->UploadFile(str(local(name)), str(name), true, Binary, passive), qPrintable(observer.errors.join("; ")));
+    QVERIFY(observer.commands.contains("STOU"));
+    const QDir uniqueDir(ftpServer.localPath("/pub/" + subdir));
+    QCOMPARE(uniqueDir.entryList(QDir::Files).size(), 2);
+    for (const QString& file : uniqueDir.entryList(QDir::Files))
+        QVERIFY(file.startsWith(name) && readTestFile(uniqueDir.filePath(file)) == contents);
+    QCOMPARE(client->ChangeToParentDirectory(), 0);
+
     const QString renamed = "renamed-" + name;
     QCOMPARE(client->Rename(str(name), str(renamed)), 0);
     QVERIFY(!QFile::exists(ftpServer.localPath("/pub/" + name)));
@@ -214,9 +230,16 @@ void TestFtpTransfers::brokenTransfersResume()
             client->Abort();
     };
     QVERIFY(!client->DownloadFile(str(name), str(target), Binary, passive));
+    QVERIFY(!client->IsTransferringData());
+    QVERIFY(observer.commands.contains("ABOR"));
     const qint64 partSize = QFileInfo(target).size();
     QVERIFY2(partSize >= 256 * 1024 && partSize < contents.size(), qPrintable(QString::number(partSize)));
     observer.onProgress = nullptr;
+    // The control connection is still in step: each command reads its own reply.
+    long size = 0;
+    QCOMPARE(client->FileSize(str(name), size), 0);
+    QCOMPARE(size, long(contents.size()));
+    QCOMPARE(client->Noop(), 0);
     observer.commands.clear();
     QVERIFY2(client->DownloadFile(str(name), str(target), Binary, passive), qPrintable(observer.errors.join("; ")));
     QVERIFY(observer.commands.contains("REST"));
@@ -236,66 +259,92 @@ void TestFtpTransfers::brokenTransfersResume()
     QVERIFY(readTestFile(ftpServer.localPath("/pub/" + upName)) == contents);
 }
 
-void TestFtpTransfers::storeUnique()
+void TestFtpTransfers::serverListingsParse_data()
 {
-    QFETCH(QString, serverName);
-    QFETCH(bool, passive);
-    FtpServerProcess& ftpServer = server(serverName);
-    TransferObserver observer;
-    auto client = logOn(ftpServer, observer);
-    QVERIFY(client->IsConnected());
-
-    const QString subdir = QString("unique-%1").arg(passive ? "pasv" : "port");
-    QCOMPARE(client->MakeDirectory(str(subdir)), 0);
-    QCOMPARE(client->ChangeWorkingDirectory(str(subdir)), 0);
-    const QByteArray contents = randomBytes(100 * 1024);
-    QVERIFY(writeTestFile(local("unique.bin"), contents));
-    // With resume on, a remote file of the same name would be completed by APPE.
-    client->SetResumeMode(false);
-    for (int i = 0; i < 2; ++i)
-        QVERIFY2(client->UploadFile(str(local("unique.bin")), "unique.bin", true, Binary, passive), qPrintable(observer.errors.join("; ")));
-    QVERIFY(observer.commands.contains("STOU"));
-
-    const QDir dir(ftpServer.localPath("/pub/" + subdir));
-    const QStringList stored = dir.entryList(QDir::Files);
-    QCOMPARE(stored.size(), 2);
-    for (const QString& file : stored) {
-        QVERIFY2(file.startsWith("unique.bin"), qPrintable(file));
-        QVERIFY(readTestFile(dir.filePath(file)) == contents);
-    }
+    QTest::addColumn<QString>("serverName");
+    QTest::newRow("pyftpdlib") << "pyftpdlib";
+    QTest::newRow("vsftpd") << "vsftpd";
 }
 
-void TestFtpTransfers::abortLargeDownload()
+void TestFtpTransfers::serverListingsParse()
 {
     QFETCH(QString, serverName);
-    QFETCH(bool, passive);
     FtpServerProcess& ftpServer = server(serverName);
+    const QDir dir(ftpServer.localPath("/pub/listed"));
+    QVERIFY(dir.mkpath("sub dir") && dir.mkpath("old dir"));
+    QVERIFY(writeTestFile(dir.filePath("plain.txt"), QByteArray(1234, 'p')));
+    QVERIFY(writeTestFile(dir.filePath("with  two blanks.txt"), "hello"));
+    QVERIFY(writeTestFile(dir.filePath(" leading blank"), "x"));
+    QVERIFY(writeTestFile(dir.filePath("ancient.dat"), QByteArray(70000, 'a')));
+    QFile::link("plain.txt", dir.filePath("link to plain"));
+
+    // Recent entries show a clock time to the minute, old ones a year and only the day.
+    struct Expected { bool cwd, retr; long size; int timeType; long time, exact; };
+    std::map<tstring, Expected> expected;
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime recent = now.addDays(-3).addSecs(-now.time().second());
+    const std::pair<const char*, QDateTime> times[] = {
+        {"plain.txt", recent}, {"sub dir", recent.addSecs(-3600)}, {" leading blank", recent.addDays(-20)},
+        {"with  two blanks.txt", QDateTime(QDate(2009, 3, 5), QTime(10, 0), Qt::UTC)},
+        {"ancient.dat", QDateTime(QDate(1985, 12, 1), QTime(23, 59), Qt::UTC)},
+        {"old dir", QDateTime(QDate(1999, 12, 31), QTime(12, 0), Qt::UTC)},
+        {"link to plain", QDateTime(QDate(2012, 2, 29), QTime(6, 30), Qt::UTC)}};
+    for (const auto& [name, time] : times) {
+        const QByteArray path = QFile::encodeName(dir.filePath(name));
+        const timespec stamps[2] = {{time.toSecsSinceEpoch(), 0}, {time.toSecsSinceEpoch(), 0}};
+        QCOMPARE(::utimensat(AT_FDCWD, path.constData(), stamps, AT_SYMLINK_NOFOLLOW), 0);
+        struct stat info{};
+        QCOMPARE(::lstat(path.constData(), &info), 0);
+        const bool old = time.date().year() < 2015;
+        const long shown = old ? QDateTime(time.date(), QTime(0, 0), Qt::UTC).toSecsSinceEpoch() : time.toSecsSinceEpoch() / 60 * 60;
+        expected[name] = {S_ISDIR(info.st_mode) || S_ISLNK(info.st_mode), !S_ISDIR(info.st_mode),
+                          static_cast<long>(info.st_size), old ? 3 : 2, shown, static_cast<long>(time.toSecsSinceEpoch())};
+    }
+
     TransferObserver observer;
     auto client = logOn(ftpServer, observer);
-    QVERIFY(client->IsConnected());
-    client->SetResumeMode(false);
+    CFTPClient::TStringVector lines;
+    QVERIFY2(client->List("/pub/listed", lines, true), qPrintable(observer.errors.join("; ")));
+    CFTPListParser parser;
+    std::map<tstring, CFTPFileStatus> parsed;
+    for (const tstring& line : lines) {
+        CFTPFileStatus status;
+        QVERIFY2(parser.Parse(status, line), line.c_str());
+        QVERIFY2(parsed.emplace(status.Name(), status).second, line.c_str());
+    }
+    QCOMPARE(parsed.size(), expected.size());
+    for (const auto& [name, entry] : expected) {
+        const auto found = parsed.find(name);
+        QVERIFY2(found != parsed.end(), ("missing: '" + name + "'").c_str());
+        const CFTPFileStatus& status = found->second;
+        QCOMPARE(status.IsCwdPossible(), entry.cwd);
+        QCOMPARE(status.IsRetrPossible(), entry.retr);
+        QCOMPARE(status.SizeType(), int(CFTPFileStatus::stBinary));
+        QCOMPARE(status.Size(), entry.size);
+        QCOMPARE(status.MTimeType(), entry.timeType);
+        QCOMPARE(QDateTime::fromSecsSinceEpoch(status.MTime(), Qt::UTC), QDateTime::fromSecsSinceEpoch(entry.time, Qt::UTC));
+        QVERIFY(!status.Attributes().empty() && !status.Link().empty());
+    }
 
-    const QString name = QString("large-%1.bin").arg(passive ? "pasv" : "port");
-    const QByteArray contents = randomBytes(64 * 1024 * 1024);
-    QVERIFY(writeTestFile(ftpServer.localPath("/pub/" + name), contents));
-    observer.onProgress = [&client](long bytes) {
-        if (bytes >= 1024 * 1024)
-            QCOMPARE(client->Abort(), 0);
-    };
-    QElapsedTimer timer;
-    timer.start();
-    QVERIFY(!client->DownloadFile(str(name), str(local(name)), Binary, passive));
-    QVERIFY(timer.elapsed() < 4000);
-    QVERIFY(!client->IsTransferringData());
-    QVERIFY(observer.commands.contains("ABOR"));
-    QVERIFY(QFileInfo(local(name)).size() < contents.size());
-
-    // The control connection is still in step: each command reads its own reply.
-    observer.onProgress = nullptr;
-    long size = 0;
-    QCOMPARE(client->FileSize(str(name), size), 0);
-    QCOMPARE(size, long(contents.size()));
-    QCOMPARE(client->Noop(), 0);
+    // The parsed listing takes MLSD where the server offers it, for times to the second.
+    const bool mlsd = serverName == "pyftpdlib";
+    CFTPClient::TSpFTPFileStatusVector entries;
+    QVERIFY(client->List("/pub/listed", entries, true));
+    QVERIFY(observer.commands.contains(mlsd ? "MLSD" : "LIST"));
+    QCOMPARE(entries.size(), expected.size());
+    for (const auto& entry : entries) {
+        const auto found = expected.find(entry->Name());
+        QVERIFY2(found != expected.end(), entry->Name().c_str());
+        const Expected& want = found->second;
+        if (want.cwd && want.retr)
+            continue; // the servers differ in how MLSD shows a link
+        QCOMPARE(entry->IsCwdPossible(), want.cwd);
+        QCOMPARE(entry->IsRetrPossible(), want.retr);
+        if (want.retr)
+            QCOMPARE(entry->Size(), want.size);
+        QCOMPARE(entry->MTimeType(), mlsd ? int(CFTPFileStatus::mttRemoteSeconds) : want.timeType);
+        QCOMPARE(entry->MTime(), mlsd ? want.exact : want.time);
+    }
 }
 
 void TestFtpTransfers::serverToServerCopy_data()
