@@ -20,15 +20,56 @@ class tst_BindingStress : public QObject
     Q_OBJECT
 
 private slots:
-    void randomFormsStayInStep();
+    void randomFormsStayInStep()
+    {
+        const uint seed = qEnvironmentVariableIsSet("VETREL_STRESS_SEED")
+            ? qgetenv("VETREL_STRESS_SEED").toUInt()
+            : std::random_device()();
+        const int steps = qEnvironmentVariableIsSet("VETREL_STRESS_STEPS")
+            ? qEnvironmentVariableIntValue("VETREL_STRESS_STEPS")
+            : 10000;
+        qInfo("seed %u, %d steps (VETREL_STRESS_SEED=%u replays this run)", seed, steps, seed);
+        m_random.seed(seed);
+        Properties properties;
+        m_properties = &properties;
+        makeForm();
+
+        int edits = 0;
+        for (int step = 0; step < steps; ++step) {
+            m_bound.erase(
+                std::remove_if(m_bound.begin(), m_bound.end(), [](const Bound &b) { return !b.widget; }),
+                m_bound.end());
+            const int action = pick(100);
+            if (action < 55 && !m_bound.isEmpty()) {
+                userEdit(pickFrom(m_bound));
+                ++edits;
+            } else if (action < 75) {
+                setRandomValues();
+            } else if (action < 78) {
+                properties.reset(); // empties the store and writes nothing
+                m_stale = QSet<QString>(m_names.cbegin(), m_names.cend());
+            } else if (action < 83) {
+                disconnectRandomSubtree();
+            } else if (action < 90) {
+                destroyRandomWidget();
+            } else if (m_forms.size() - m_forms.count(nullptr) < 4) {
+                makeForm();
+            }
+            QCoreApplication::processEvents();
+            const QString wrong = mismatch();
+            QVERIFY2(wrong.isEmpty(),
+                qPrintable(QStringLiteral("step %1, seed %2: %3").arg(step).arg(seed).arg(wrong)));
+        }
+        qInfo("%d steps in step, %d of them user edits", steps, edits);
+        for (const QPointer<QWidget> &form : qAsConst(m_forms))
+            delete form.data();
+    }
 
 private:
     // The first letter of a binding name says which widgets share it, so that
     // every widget of a name can show every value stored under it.
-    const QStringList m_names{QStringLiteral("T0"), QStringLiteral("T1"), QStringLiteral("N0"),
-                              QStringLiteral("Q0"), QStringLiteral("C0"), QStringLiteral("R0"),
-                              QStringLiteral("R1"), QStringLiteral("D0")};
-    const QStringList m_radioValues{QStringLiteral("r1"), QStringLiteral("r2"), QStringLiteral("r3")};
+    const QStringList m_names = QStringLiteral("T0 T1 N0 Q0 C0 R0 R1 D0").split(QLatin1Char(' '));
+    const QStringList m_radioValues = QStringLiteral("r1 r2 r3").split(QLatin1Char(' '));
 
     struct Bound
     {
@@ -38,16 +79,173 @@ private:
 
     int pick(int count) { return std::uniform_int_distribution<int>(0, count - 1)(m_random); }
     template<class T>
-    const T &pickFrom(const QList<T> &list) { return list.at(pick(list.size())); }
+    const T &pickFrom(const QList<T> &list)
+    {
+        return list.at(pick(list.size()));
+    }
 
-    QString randomValue(QChar kind);
-    QWidget *makeWidget(const QString &name, QWidget *parent);
-    void makeForm();
-    void userEdit(const Bound &bound);
-    void setRandomValues();
-    void disconnectRandomSubtree();
-    void destroyRandomWidget();
-    QString mismatch() const;
+    QString randomValue(QChar kind)
+    {
+        switch (kind.unicode()) {
+        case 'T': {
+            QString text;
+            for (int i = pick(5); i > 0; --i)
+                text += QChar(u'a' + pick(26));
+            return text;
+        }
+        case 'N':
+            return QStringLiteral("%1.%2").arg(pick(200000) - 100000).arg(pick(100), 2, 10, QLatin1Char('0'));
+        case 'Q':
+            return QString::number(pick(100000));
+        case 'C':
+            return pick(2) ? QStringLiteral("Y") : QStringLiteral("N");
+        case 'R':
+            return pickFrom(m_radioValues);
+        default:
+            return QDate(1950 + pick(100), 1 + pick(12), 1 + pick(28)).toString(QStringLiteral("yyyy.MM.dd"))
+                + QStringLiteral(" 00:00:00.000");
+        }
+    }
+
+    QWidget *makeWidget(const QString &name, QWidget *parent)
+    {
+        QWidget *widget = nullptr;
+        switch (name.at(0).unicode()) {
+        case 'T':
+            widget = new LineEdit(parent);
+            break;
+        case 'N':
+            widget = new NumberEditor(parent, 2);
+            break;
+        case 'Q':
+            widget = new QuantityEditor(parent);
+            break;
+        case 'C':
+            widget = new CheckBox(parent);
+            widget->setProperty("value_checked", QStringLiteral("Y"));
+            widget->setProperty("value_unchecked", QStringLiteral("N"));
+            break;
+        case 'R':
+            widget = new RadioButton(parent);
+            widget->setProperty("value", pickFrom(m_radioValues));
+            static_cast<RadioButton *>(widget)->setAutoExclusive(false);
+            break;
+        default:
+            widget = new DateEdit(parent);
+            break;
+        }
+        widget->setProperty("field", name);
+        return widget;
+    }
+
+    void makeForm()
+    {
+        auto *form = new QWidget;
+        QList<QWidget *> containers { form };
+        for (int i = pick(3); i > 0; --i)
+            containers << new GroupBox(pickFrom(containers));
+        QList<Bound> added;
+        for (int i = 4 + pick(10); i > 0; --i) {
+            const QString name = pickFrom(m_names);
+            added.append({ makeWidget(name, pickFrom(containers)), name });
+        }
+        m_properties->connectAll(form);
+        m_forms << form;
+        m_bound << added;
+    }
+
+    void userEdit(const Bound &bound)
+    {
+        QWidget *widget = bound.widget;
+        const QString before = m_properties->values().value(bound.name).toString();
+        if (auto *button = qobject_cast<QAbstractButton *>(widget)) {
+            // A click that unchecks a CheckBox reports its checked value: the
+            // widget's contract, which would leave it apart from its name.
+            if (!button->isChecked())
+                QTest::mouseClick(button, Qt::LeftButton);
+        } else if (auto *edit = qobject_cast<QLineEdit *>(widget)) {
+            const char *keys = bound.name.startsWith(QLatin1Char('T')) ? "abcxyz" : "0123456789.-";
+            if (pick(4) == 0)
+                QTest::keyClick(edit, Qt::Key_Backspace);
+            else
+                QTest::keyClick(edit, keys[pick(int(strlen(keys)))]);
+        } // a DateEdit is only written from the store
+        // Only a change of the stored text is written into the name's widgets
+        // (an absent entry reads as the empty text).
+        if (m_properties->values().value(bound.name).toString() != before)
+            m_stale.remove(bound.name);
+    }
+
+    void setRandomValues()
+    {
+        const Values before = m_properties->values();
+        Values values;
+        for (int i = 1 + pick(3); i > 0; --i) {
+            const QString name = pickFrom(m_names);
+            values.insert(name, randomValue(name.at(0)));
+        }
+        m_properties->setValues(values);
+        // A value equal to the stored one is not written again.
+        for (auto it = values.cbegin(); it != values.cend(); ++it) {
+            if (before.value(it.key()).toString() != it.value().toString())
+                m_stale.remove(it.key());
+        }
+    }
+
+    void disconnectRandomSubtree()
+    {
+        QList<QWidget *> roots;
+        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
+            if (!form)
+                continue;
+            roots << form.data();
+            for (GroupBox *group : form->findChildren<GroupBox *>())
+                roots << group;
+        }
+        for (const Bound &bound : qAsConst(m_bound))
+            roots << bound.widget;
+        roots.removeAll(nullptr);
+        if (roots.isEmpty())
+            return;
+        QWidget *root = pickFrom(roots);
+        m_properties->disconnectAll(root);
+        // A QuantityEditor ("super") keeps its bindings: disconnectAll does not
+        // follow "super". Every other widget under the root is off the form now.
+        m_bound.erase(std::remove_if(m_bound.begin(), m_bound.end(),
+                          [root](const Bound &bound) {
+                              return bound.widget
+                                  && (bound.widget == root || root->isAncestorOf(bound.widget))
+                                  && !qobject_cast<QuantityEditor *>(bound.widget);
+                          }),
+            m_bound.end());
+    }
+
+    void destroyRandomWidget()
+    {
+        QList<QWidget *> candidates;
+        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
+            if (form)
+                candidates << form.data()
+                           << form->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
+        }
+        if (!candidates.isEmpty())
+            delete pickFrom(candidates);
+    }
+
+    QString mismatch() const
+    {
+        const Values store = m_properties->values();
+        for (const Bound &bound : m_bound) {
+            if (!bound.widget || !store.contains(bound.name) || m_stale.contains(bound.name))
+                continue;
+            const QString shown = bound.widget->property("Value").toString();
+            if (shown != store.value(bound.name).toString())
+                return QStringLiteral("%1 bound as %2 shows \"%3\", the store holds \"%4\"")
+                    .arg(QLatin1String(bound.widget->metaObject()->className()), bound.name, shown,
+                        store.value(bound.name).toString());
+        }
+        return QString();
+    }
 
     std::mt19937 m_random;
     Properties *m_properties = nullptr;
@@ -55,209 +253,6 @@ private:
     QList<Bound> m_bound;
     QSet<QString> m_stale; // emptied by reset(): no widget was written since
 };
-
-QString tst_BindingStress::randomValue(QChar kind)
-{
-    switch (kind.unicode()) {
-    case 'T': {
-        QString text;
-        for (int i = pick(5); i > 0; --i)
-            text += QChar(u'a' + pick(26));
-        return text;
-    }
-    case 'N':
-        return QStringLiteral("%1.%2").arg(pick(200000) - 100000).arg(pick(100), 2, 10, QLatin1Char('0'));
-    case 'Q':
-        return QString::number(pick(100000));
-    case 'C':
-        return pick(2) ? QStringLiteral("Y") : QStringLiteral("N");
-    case 'R':
-        return pickFrom(m_radioValues);
-    default:
-        return QDate(1950 + pick(100), 1 + pick(12), 1 + pick(28)).toString(QStringLiteral("yyyy.MM.dd"))
-            + QStringLiteral(" 00:00:00.000");
-    }
-}
-
-QWidget *tst_BindingStress::makeWidget(const QString &name, QWidget *parent)
-{
-    QWidget *widget = nullptr;
-    switch (name.at(0).unicode()) {
-    case 'T':
-        widget = new LineEdit(parent);
-        break;
-    case 'N':
-        widget = new NumberEditor(parent, 2);
-        break;
-    case 'Q':
-        widget = new QuantityEditor(parent);
-        break;
-    case 'C':
-        widget = new CheckBox(parent);
-        widget->setProperty("value_checked", QStringLiteral("Y"));
-        widget->setProperty("value_unchecked", QStringLiteral("N"));
-        break;
-    case 'R':
-        widget = new RadioButton(parent);
-        widget->setProperty("value", pickFrom(m_radioValues));
-        static_cast<RadioButton *>(widget)->setAutoExclusive(false);
-        break;
-    default:
-        widget = new DateEdit(parent);
-        break;
-    }
-    widget->setProperty("field", name);
-    return widget;
-}
-
-void tst_BindingStress::makeForm()
-{
-    auto *form = new QWidget;
-    QList<QWidget *> containers{form};
-    for (int i = pick(3); i > 0; --i)
-        containers << new GroupBox(pickFrom(containers));
-    QList<Bound> added;
-    for (int i = 4 + pick(10); i > 0; --i) {
-        const QString name = pickFrom(m_names);
-        added.append({makeWidget(name, pickFrom(containers)), name});
-    }
-    m_properties->connectAll(form);
-    m_forms << form;
-    m_bound << added;
-}
-
-void tst_BindingStress::userEdit(const Bound &bound)
-{
-    QWidget *widget = bound.widget;
-    const QString before = m_properties->values().value(bound.name).toString();
-    if (auto *button = qobject_cast<QAbstractButton *>(widget)) {
-        // A click that unchecks a CheckBox reports its checked value: the
-        // widget's contract, which would leave it apart from its name.
-        if (!button->isChecked())
-            QTest::mouseClick(button, Qt::LeftButton);
-    } else if (auto *edit = qobject_cast<QLineEdit *>(widget)) {
-        const char *keys = bound.name.startsWith(QLatin1Char('T')) ? "abcxyz" : "0123456789.-";
-        if (pick(4) == 0)
-            QTest::keyClick(edit, Qt::Key_Backspace);
-        else
-            QTest::keyClick(edit, keys[pick(int(strlen(keys)))]);
-    } // a DateEdit is only written from the store
-    // Only a change of the stored text is written into the name's widgets
-    // (an absent entry reads as the empty text).
-    if (m_properties->values().value(bound.name).toString() != before)
-        m_stale.remove(bound.name);
-}
-
-void tst_BindingStress::setRandomValues()
-{
-    const Values before = m_properties->values();
-    Values values;
-    for (int i = 1 + pick(3); i > 0; --i) {
-        const QString name = pickFrom(m_names);
-        values.insert(name, randomValue(name.at(0)));
-    }
-    m_properties->setValues(values);
-    // A value equal to the stored one is not written again.
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (before.value(it.key()).toString() != it.value().toString())
-            m_stale.remove(it.key());
-    }
-}
-
-void tst_BindingStress::disconnectRandomSubtree()
-{
-    QList<QWidget *> roots;
-    for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
-        if (!form)
-            continue;
-        roots << form.data();
-        for (GroupBox *group : form->findChildren<GroupBox *>())
-            roots << group;
-    }
-    for (const Bound &bound : qAsConst(m_bound))
-        roots << bound.widget;
-    roots.removeAll(nullptr);
-    if (roots.isEmpty())
-        return;
-    QWidget *root = pickFrom(roots);
-    m_properties->disconnectAll(root);
-    // A QuantityEditor ("super") keeps its bindings: disconnectAll does not
-    // follow "super". Every other widget under the root is off the form now.
-    m_bound.erase(std::remove_if(m_bound.begin(), m_bound.end(),
-                                 [root](const Bound &bound) {
-                                     return bound.widget && (bound.widget == root || root->isAncestorOf(bound.widget))
-                                         && !qobject_cast<QuantityEditor *>(bound.widget);
-                                 }),
-                  m_bound.end());
-}
-
-void tst_BindingStress::destroyRandomWidget()
-{
-    QList<QWidget *> candidates;
-    for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
-        if (form)
-            candidates << form.data() << form->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
-    }
-    if (!candidates.isEmpty())
-        delete pickFrom(candidates);
-}
-
-QString tst_BindingStress::mismatch() const
-{
-    const Values store = m_properties->values();
-    for (const Bound &bound : m_bound) {
-        if (!bound.widget || !store.contains(bound.name) || m_stale.contains(bound.name))
-            continue;
-        const QString shown = bound.widget->property("Value").toString();
-        if (shown != store.value(bound.name).toString())
-            return QStringLiteral("%1 bound as %2 shows \"%3\", the store holds \"%4\"")
-                .arg(QLatin1String(bound.widget->metaObject()->className()), bound.name, shown,
-                     store.value(bound.name).toString());
-    }
-    return QString();
-}
-
-void tst_BindingStress::randomFormsStayInStep()
-{
-    const uint seed = qEnvironmentVariableIsSet("VETREL_STRESS_SEED") ? qgetenv("VETREL_STRESS_SEED").toUInt()
-                                                                       : std::random_device()();
-    const int steps = qEnvironmentVariableIsSet("VETREL_STRESS_STEPS")
-        ? qEnvironmentVariableIntValue("VETREL_STRESS_STEPS")
-        : 10000;
-    qInfo("seed %u, %d steps (VETREL_STRESS_SEED=%u replays this run)", seed, steps, seed);
-    m_random.seed(seed);
-    Properties properties;
-    m_properties = &properties;
-    makeForm();
-
-    int edits = 0;
-    for (int step = 0; step < steps; ++step) {
-        m_bound.erase(std::remove_if(m_bound.begin(), m_bound.end(), [](const Bound &b) { return !b.widget; }),
-                      m_bound.end());
-        const int action = pick(100);
-        if (action < 55 && !m_bound.isEmpty()) {
-            userEdit(pickFrom(m_bound));
-            ++edits;
-        } else if (action < 75) {
-            setRandomValues();
-        } else if (action < 78) {
-            properties.reset(); // empties the store and writes nothing
-            m_stale = QSet<QString>(m_names.cbegin(), m_names.cend());
-        } else if (action < 83) {
-            disconnectRandomSubtree();
-        } else if (action < 90) {
-            destroyRandomWidget();
-        } else if (m_forms.size() - m_forms.count(nullptr) < 4) {
-            makeForm();
-        }
-        QCoreApplication::processEvents();
-        const QString wrong = mismatch();
-        QVERIFY2(wrong.isEmpty(), qPrintable(QStringLiteral("step %1, seed %2: %3").arg(step).arg(seed).arg(wrong)));
-    }
-    qInfo("%d steps in step, %d of them user edits", steps, edits);
-    for (const QPointer<QWidget> &form : qAsConst(m_forms))
-        delete form.data();
-}
 
 QTEST_MAIN(tst_BindingStress)
 #include "tst_bindingstress.moc"

@@ -16,8 +16,7 @@ class Quote : public QObject
 public:
     QString price = QStringLiteral("1.5");
     int lots = 2;
-    QString note;
-    QString hidden;
+    QString note, hidden;
 
 Q_SIGNALS:
     void changed();
@@ -41,111 +40,98 @@ class TestStaticProperties : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void connectAllWatchesNotifyingUserProperties();
-    void changesAreReportedAtOnceByName();
-    void lastBoundObjectWins();
-    void disconnectAllForgetsTheObject();
-};
+    void connectAllWatchesNotifyingUserProperties()
+    {
+        StaticProperties watcher;
+        QVERIFY(!watcher.connectAll(nullptr));
+        QObject plain;
+        QVERIFY(watcher.connectAll(&plain));
+        QVERIFY(watcher.names().isEmpty());
 
-void TestStaticProperties::connectAllWatchesNotifyingUserProperties()
-{
-    StaticProperties watcher;
-    QVERIFY(!watcher.connectAll(nullptr));
-    QObject plain;
-    QVERIFY(watcher.connectAll(&plain));
-    QVERIFY(watcher.names().isEmpty());
+        VenueQuote quote;
+        QVERIFY(watcher.connectAll(&quote));
+        // Kept in the property's own type, not as text.
+        QCOMPARE(watcher.value("Lots").userType(), int(QMetaType::Int));
+        QCOMPARE(watcher.values(),
+            (Values { { "Lots", 2 }, { "Price", QStringLiteral("1.5") }, { "Venue", QStringLiteral("MOEX") } }));
+    }
 
-    VenueQuote quote;
-    QVERIFY(watcher.connectAll(&quote));
-    QCOMPARE(watcher.names(), (QStringList{"Lots", "Price", "Venue"}));
-    // Kept in the property's own type, not as text.
-    QCOMPARE(watcher.value("Lots").userType(), int(QMetaType::Int));
-    QCOMPARE(watcher.value("Lots"), QVariant(2));
-    QCOMPARE(watcher.values(),
-             (Values{{"Lots", 2}, {"Price", QStringLiteral("1.5")}, {"Venue", QStringLiteral("MOEX")}}));
-}
+    void changesAreReportedAtOnceByName()
+    {
+        StaticProperties watcher;
+        VenueQuote quote;
+        watcher.connectAll(&quote);
+        watcher.connectAll(&quote); // binding again must not double the reports
+        QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
 
-void TestStaticProperties::changesAreReportedAtOnceByName()
-{
-    StaticProperties watcher;
-    VenueQuote quote;
-    watcher.connectAll(&quote);
-    watcher.connectAll(&quote); // binding again must not double the reports
-    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
+        const auto reported = [&spy] {
+            QStringList names;
+            for (const QList<QVariant> &call : qAsConst(spy))
+                names.append(call.at(0).toString());
+            spy.clear();
+            return names;
+        };
 
-    const auto reported = [&spy] {
-        QStringList names;
-        for (const QList<QVariant> &call : qAsConst(spy))
-            names.append(call.at(0).toString());
+        quote.price = QStringLiteral("2.75");
+        emit quote.changed();
+        // Synchronous, and every property on the shared signal is reported, in declaration order.
+        QCOMPARE(reported(), (QStringList { "Price", "Lots" }));
+        QCOMPARE(watcher["Price"], QVariant(QStringLiteral("2.75")));
+
+        // No comparison with the old value: a bare notification is reported too.
+        emit quote.venueChanged();
+        emit quote.noteChanged();
+        QCOMPARE(reported(), QStringList { "Venue" });
+
+        // setValue writes through Qt's conversion; the cache follows by the
+        // notification that the write raises.
+        QVERIFY(watcher.setValue("Lots", QStringLiteral("7")));
+        QCOMPARE(quote.lots, 7);
+        QCOMPARE(watcher.value("Lots"), QVariant(7));
+        QCOMPARE(reported(), (QStringList { "Price", "Lots" }));
+
+        QVERIFY(!watcher.setValue("Nothing", 1));
+        QVERIFY(!watcher.value("Nothing").isValid());
+    }
+
+    void lastBoundObjectWinsUntilDisconnected()
+    {
+        StaticProperties watcher;
+        QVERIFY(!watcher.disconnectAll(nullptr));
+        Quote first;
+        Quote second;
+        VenueQuote other;
+        watcher.connectAll(&first);
+        watcher.connectAll(&other);
+        watcher.connectAll(&second);
+        QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
+
+        watcher.setValues(Values { { "Lots", 9 }, { "Price", QStringLiteral("3") }, { "Unknown", 1 } });
+        QCOMPARE(second.lots, 9);
+        QCOMPARE(second.price, QStringLiteral("3"));
+        QCOMPARE(first.lots, 2);
+        QCOMPARE(other.lots, 2);
+        QCOMPARE(watcher.values(),
+            (Values { { "Lots", 9 }, { "Price", QStringLiteral("3") }, { "Venue", QStringLiteral("MOEX") } }));
         spy.clear();
-        return names;
-    };
 
-    quote.price = QStringLiteral("2.75");
-    emit quote.changed();
-    // Synchronous, and every property on the shared signal is reported, in declaration order.
-    QCOMPARE(reported(), (QStringList{"Price", "Lots"}));
-    QCOMPARE(watcher["Price"], QVariant(QStringLiteral("2.75")));
+        // The first object stays connected: its changes still land under the name.
+        first.lots = 4;
+        emit first.changed();
+        QCOMPARE(spy.count(), 2);
+        QCOMPARE(watcher.value("Lots"), QVariant(4));
 
-    // No comparison with the old value: a bare notification is reported too.
-    emit quote.venueChanged();
-    emit quote.noteChanged();
-    QCOMPARE(reported(), QStringList{"Venue"});
-
-    // setValue writes through Qt's conversion; the cache follows by the
-    // notification that the write raises.
-    QVERIFY(watcher.setValue("Lots", QStringLiteral("7")));
-    QCOMPARE(quote.lots, 7);
-    QCOMPARE(watcher.value("Lots"), QVariant(7));
-    QCOMPARE(reported(), (QStringList{"Price", "Lots"}));
-
-    QVERIFY(!watcher.setValue("Nothing", 1));
-    QVERIFY(!watcher.value("Nothing").isValid());
-}
-
-void TestStaticProperties::lastBoundObjectWins()
-{
-    StaticProperties watcher;
-    Quote first;
-    Quote second;
-    watcher.connectAll(&first);
-    watcher.connectAll(&second);
-    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
-
-    watcher.setValues(Values{{"Lots", 9}, {"Price", QStringLiteral("3")}, {"Unknown", 1}});
-    QCOMPARE(second.lots, 9);
-    QCOMPARE(second.price, QStringLiteral("3"));
-    QCOMPARE(first.lots, 2);
-    QCOMPARE(first.price, QStringLiteral("1.5"));
-    QCOMPARE(watcher.values(), (Values{{"Lots", 9}, {"Price", QStringLiteral("3")}}));
-    spy.clear();
-
-    // The first object stays connected: its changes still land under the name.
-    first.lots = 4;
-    emit first.changed();
-    QCOMPARE(spy.count(), 2);
-    QCOMPARE(watcher.value("Lots"), QVariant(4));
-}
-
-void TestStaticProperties::disconnectAllForgetsTheObject()
-{
-    StaticProperties watcher;
-    QVERIFY(!watcher.disconnectAll(nullptr));
-    Quote quote;
-    VenueQuote other;
-    watcher.connectAll(&quote);
-    watcher.connectAll(&other);
-    QSignalSpy spy(&watcher, &StaticProperties::hasChanged);
-
-    QVERIFY(watcher.disconnectAll(&quote));
-    // The names go whichever object they belonged to; other's own Venue stays.
-    QCOMPARE(watcher.names(), QStringList{"Venue"});
-    QVERIFY(!watcher.setValue("Price", QStringLiteral("5")));
-    emit quote.changed();
-    QCOMPARE(spy.count(), 0);
-    emit other.venueChanged();
-    QCOMPARE(spy.count(), 1);
-}
+        // The names go whichever object they belonged to; other's own Venue stays.
+        QVERIFY(watcher.disconnectAll(&first));
+        QCOMPARE(watcher.names(), QStringList { "Venue" });
+        QVERIFY(!watcher.setValue("Price", QStringLiteral("5")));
+        spy.clear();
+        emit first.changed();
+        QCOMPARE(spy.count(), 0);
+        emit other.venueChanged();
+        QCOMPARE(spy.count(), 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestStaticProperties)
 #include "tst_staticproperties.moc"

@@ -5,23 +5,11 @@
 #include <QAbstractProxyModel>
 #include <QCompleter>
 #include <QLineEdit>
+#include <QListView>
+#include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QStringListModel>
 #include <QTest>
-
-class TestComboBox : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void validate_data();
-    void validate();
-    void validatorFollowsTheModel();
-    void construction();
-    void followsAReplacedModel_data();
-    void followsAReplacedModel();
-    void typingAndPopup();
-};
 
 namespace
 {
@@ -39,141 +27,258 @@ QAbstractItemModel *completionSource(const ComboBox &box)
     return proxy ? proxy->sourceModel() : nullptr;
 }
 
+const int codeRole = Qt::UserRole + 7;
+
+// Rows as names with codes; the last has no code and so is found by its name.
+QStandardItemModel *market(QObject *parent)
+{
+    const char *rows[][2] = {
+        { "SIBS", "Сибирсталь ао" },
+        { "GAZP", "Газпром ао" },
+        { "STLI", "Сталь-Инвест" },
+        { "ELKA", "Ёлка" },
+        { "SIB", "Sibir Energy" },
+        { "NFST", "Нефтесталь" },
+        { "", "Sibneft" },
+    };
+    auto *model = new QStandardItemModel(parent);
+    for (const auto &row : rows) {
+        auto *item = new QStandardItem(QString::fromUtf8(row[1]));
+        item->setData(QString::fromUtf8(row[0]), codeRole);
+        model->appendRow(item);
+    }
+    return model;
 }
 
-void TestComboBox::validate_data()
+// The market in a box that searches it, nothing chosen yet.
+void searchMarket(ComboBox &box)
 {
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<QString>("fixed");
-
-    // Over the rows Alpha, al, Beta2, beta, Сбербанк: the first matching row
-    // decides, whatever the order of the texts.
-    QTest::newRow("earlier prefix wins over later exact") << "al" << int(QValidator::Intermediate) << "Alpha";
-    QTest::newRow("exact ignoring case") << "ALPHA" << int(QValidator::Acceptable) << "Alpha";
-    QTest::newRow("cyrillic ignoring case") << "СБЕР" << int(QValidator::Intermediate) << "Сбербанк";
-    QTest::newRow("earlier longer row wins over later exact")
-        << "beta" << int(QValidator::Intermediate) << "Beta2";
-    QTest::newRow("no row") << "b3" << int(QValidator::Invalid) << "b3";
-    QTest::newRow("empty") << "" << int(QValidator::Intermediate) << "";
-}
-
-void TestComboBox::validate()
-{
-    QFETCH(QString, input);
-    QFETCH(int, state);
-    QFETCH(QString, fixed);
-
-    QStringListModel model({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta2"),
-        QStringLiteral("beta"), QStringLiteral("Сбербанк") });
-    ComboBoxValidator validator;
-    validator.setModel(&model);
-    QCOMPARE(int(validated(&validator, input)), state);
-    validator.fixup(input);
-    QCOMPARE(input, fixed);
-}
-
-// Rows are read at each keystroke: a model refilled, reset or destroyed
-// between keystrokes leaves nothing stale behind.
-void TestComboBox::validatorFollowsTheModel()
-{
-    ComboBoxValidator validator;
-    QCOMPARE(validated(&validator, QString()), QValidator::Invalid);
-
-    auto *model = new QStandardItemModel;
-    model->appendRow(new QStandardItem(QStringLiteral("GAZP")));
-    validator.setModel(model);
-    QCOMPARE(validated(&validator, QStringLiteral("ga")), QValidator::Intermediate);
-    model->clear();
-    QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Invalid);
-    model->appendRow(new QStandardItem(QStringLiteral("GAZ")));
-    QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Acceptable);
-
-    delete model;
-    QVERIFY(!validator.model());
-    QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Invalid);
-    QString input = QStringLiteral("ga");
-    validator.fixup(input);
-    QCOMPARE(input, QStringLiteral("ga"));
-}
-
-void TestComboBox::construction()
-{
-    ComboBox box;
-    QVERIFY(box.isEditable());
-    QCOMPARE(box.currentIndex(), -1);
-
-    // Handed out, owned by the line edit, not installed on it.
-    ComboBoxValidator *validator = box.comboBoxValidator();
-    QCOMPARE(validator->parent(), box.lineEdit());
-    QCOMPARE(validator->model(), box.model());
-    QVERIFY(!box.lineEdit()->validator());
-    QCOMPARE(box.completer()->caseSensitivity(), Qt::CaseInsensitive);
-    QCOMPARE(completionSource(box), box.model());
-
-    box.setLineEdit(new QLineEdit);
-    QVERIFY(!box.comboBoxValidator());
-    QStringListModel markets({ QStringLiteral("MICEX") });
-    box.setModel(&markets);
-}
-
-// QComboBox::setModel is not virtual: a host that replaces the model through
-// a QComboBox pointer must not leave the validator on the old, deleted model.
-void TestComboBox::followsAReplacedModel_data()
-{
-    QTest::addColumn<bool>("throughBase");
-    QTest::newRow("ComboBox::setModel") << false;
-    QTest::newRow("QComboBox::setModel") << true;
-}
-
-void TestComboBox::followsAReplacedModel()
-{
-    QFETCH(bool, throughBase);
-    ComboBox box;
-    box.lineEdit()->setValidator(box.comboBoxValidator());
-    box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-
-    auto *old = new QStringListModel({ QStringLiteral("MICEX") });
-    box.setModel(old);
-    auto *markets = new QStringListModel({ QStringLiteral("SPB"), QStringLiteral("FORTS") }, &box);
-    if (throughBase)
-        static_cast<QComboBox &>(box).setModel(markets);
-    else
-        box.setModel(markets);
-    delete old;
+    box.setTraderSearchCodeRole(codeRole);
+    box.setModel(market(&box));
     box.setCurrentIndex(-1);
-
-    QTest::keyClicks(box.lineEdit(), QStringLiteral("fo"));
-    QCOMPARE(box.lineEdit()->text(), QStringLiteral("fo"));
-    QCOMPARE(box.comboBoxValidator()->model(), markets);
-    QCOMPARE(completionSource(box), markets);
-    QCOMPARE(box.completer()->currentCompletion(), QStringLiteral("FORTS"));
-}
-
-void TestComboBox::typingAndPopup()
-{
-    ComboBox box;
-    box.addItems({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta") });
-    box.setCurrentIndex(-1);
-    box.lineEdit()->setValidator(box.comboBoxValidator());
+    box.setTraderSearch(true);
     box.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&box));
-
-    QTest::keyClicks(box.lineEdit(), QStringLiteral("bx"));
-    QCOMPARE(box.lineEdit()->text().left(1), QStringLiteral("b"));
-    QVERIFY(!box.lineEdit()->text().contains(QLatin1Char('x'))); // refused
-    box.completer()->setCompletionPrefix(QStringLiteral("aL"));
-    QCOMPARE(box.completer()->completionCount(), 2);
-
-    // The list opens with no highlighted row, even on a current item.
-    box.setCurrentIndex(2);
-    box.showPopup();
-    QVERIFY(box.view()->isVisible());
-    QVERIFY(!box.view()->selectionModel()->hasSelection());
-    QCOMPARE(box.currentIndex(), 2);
-    box.hidePopup();
 }
+
+// Characters the way a keyboard delivers them, whatever their script.
+void type(QWidget *edit, const QString &text)
+{
+    for (QChar c : text)
+        QTest::sendKeyEvent(QTest::Click, edit, Qt::Key(0), QString(c), Qt::NoModifier);
+}
+
+QStringList offered(const ComboBox &box)
+{
+    auto *list = box.findChild<QListView *>(QStringLiteral("traderSearchList"));
+    QStringList texts;
+    if (!list || !list->isVisible())
+        return texts;
+    for (int row = 0; row < list->model()->rowCount(); ++row)
+        texts.append(list->model()->index(row, 0).data().toString());
+    return texts;
+}
+
+}
+
+class TestComboBox : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void validate_data()
+    {
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<int>("state");
+        QTest::addColumn<QString>("fixed");
+
+        // Over the rows Alpha, al, Beta2, beta, Сбербанк: the first matching row
+        // decides, whatever the order of the texts.
+        QTest::newRow("earlier prefix wins over later exact") << "al" << int(QValidator::Intermediate) << "Alpha";
+        QTest::newRow("exact ignoring case") << "ALPHA" << int(QValidator::Acceptable) << "Alpha";
+        QTest::newRow("cyrillic ignoring case") << "СБЕР" << int(QValidator::Intermediate) << "Сбербанк";
+        QTest::newRow("earlier longer row wins over later exact")
+            << "beta" << int(QValidator::Intermediate) << "Beta2";
+        QTest::newRow("no row") << "b3" << int(QValidator::Invalid) << "b3";
+        QTest::newRow("empty") << "" << int(QValidator::Intermediate) << "";
+    }
+
+    void validate()
+    {
+        QFETCH(QString, input);
+        QFETCH(int, state);
+        QFETCH(QString, fixed);
+
+        QStringListModel model({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta2"),
+            QStringLiteral("beta"), QStringLiteral("Сбербанк") });
+        ComboBoxValidator validator;
+        validator.setModel(&model);
+        QCOMPARE(int(validated(&validator, input)), state);
+        validator.fixup(input);
+        QCOMPARE(input, fixed);
+    }
+
+    // Rows are read at each keystroke: a model refilled, reset or destroyed
+    // between keystrokes leaves nothing stale behind.
+    void validatorFollowsTheModel()
+    {
+        ComboBoxValidator validator;
+        QCOMPARE(validated(&validator, QString()), QValidator::Invalid);
+
+        auto *model = new QStandardItemModel;
+        model->appendRow(new QStandardItem(QStringLiteral("GAZP")));
+        validator.setModel(model);
+        QCOMPARE(validated(&validator, QStringLiteral("ga")), QValidator::Intermediate);
+        model->clear();
+        QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Invalid);
+        model->appendRow(new QStandardItem(QStringLiteral("GAZ")));
+        QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Acceptable);
+
+        delete model;
+        QCOMPARE(validated(&validator, QStringLiteral("gaz")), QValidator::Invalid);
+    }
+
+    // QComboBox::setModel is not virtual: a host that replaces the model through
+    // a QComboBox pointer must not leave the validator on the old, deleted model.
+    void followsAReplacedModel_data()
+    {
+        QTest::addColumn<bool>("throughBase");
+        QTest::newRow("ComboBox::setModel") << false;
+        QTest::newRow("QComboBox::setModel") << true;
+    }
+
+    void followsAReplacedModel()
+    {
+        QFETCH(bool, throughBase);
+        ComboBox box;
+        // Handed out, not installed: the host decides.
+        QVERIFY(!box.lineEdit()->validator());
+        box.lineEdit()->setValidator(box.comboBoxValidator());
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+
+        auto *old = new QStringListModel({ QStringLiteral("MICEX") });
+        box.setModel(old);
+        auto *markets = new QStringListModel({ QStringLiteral("SPB"), QStringLiteral("FORTS") }, &box);
+        if (throughBase)
+            static_cast<QComboBox &>(box).setModel(markets);
+        else
+            box.setModel(markets);
+        delete old;
+        box.setCurrentIndex(-1);
+
+        QTest::keyClicks(box.lineEdit(), QStringLiteral("fo"));
+        QCOMPARE(box.lineEdit()->text(), QStringLiteral("fo"));
+        QCOMPARE(box.comboBoxValidator()->model(), markets);
+        QCOMPARE(completionSource(box), markets);
+        QCOMPARE(box.completer()->currentCompletion(), QStringLiteral("FORTS"));
+
+        // A replaced line edit takes its validator with it; the box goes on without.
+        box.setLineEdit(new QLineEdit);
+        QVERIFY(!box.comboBoxValidator());
+        box.setModel(old = new QStringListModel({ QStringLiteral("MICEX") }, &box));
+        QCOMPARE(completionSource(box), old);
+    }
+
+    void typingAndPopup()
+    {
+        ComboBox box;
+        box.addItems({ QStringLiteral("Alpha"), QStringLiteral("al"), QStringLiteral("Beta") });
+        box.setCurrentIndex(-1);
+        box.lineEdit()->setValidator(box.comboBoxValidator());
+        box.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&box));
+
+        QTest::keyClicks(box.lineEdit(), QStringLiteral("bx"));
+        QCOMPARE(box.lineEdit()->text().left(1), QStringLiteral("b"));
+        QVERIFY(!box.lineEdit()->text().contains(QLatin1Char('x'))); // refused
+        box.completer()->setCompletionPrefix(QStringLiteral("aL"));
+        QCOMPARE(box.completer()->completionCount(), 2);
+
+        // The list opens with no highlighted row, even on a current item.
+        box.setCurrentIndex(2);
+        box.showPopup();
+        QVERIFY(box.view()->isVisible());
+        QVERIFY(!box.view()->selectionModel()->hasSelection());
+        QCOMPARE(box.currentIndex(), 2);
+        box.hidePopup();
+    }
+
+    // Trader search: a list of matching rows under the line edit.
+    void offersMatchesBestFirst_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QStringList>("expected");
+
+        const QString sibs = QStringLiteral("SIBS  Сибирсталь ао");
+        const QString gazp = QStringLiteral("GAZP  Газпром ао");
+        const QString stli = QStringLiteral("STLI  Сталь-Инвест");
+        const QString nfst = QStringLiteral("NFST  Нефтесталь");
+        const QString sib = QStringLiteral("SIB  Sibir Energy");
+        QTest::newRow("exact code, code prefix, word start, inside")
+            << "sib" << QStringList { sib, sibs, QStringLiteral("Sibneft") };
+        QTest::newRow("word start before inside, model order within") << "сталь" << QStringList { stli, sibs, nfst };
+        QTest::newRow("last word") << "ао" << QStringList { sibs, gazp };
+        QTest::newRow("inside a code") << "ST" << QStringList { stli, nfst };
+        QTest::newRow("Cyrillic typed on the Latin layout") << "cb,bhcn" << QStringList { sibs };
+        QTest::newRow("Latin typed on the Cyrillic layout") << "ПФЯЗ" << QStringList { gazp };
+        QTest::newRow("ё as е") << "елк" << QStringList { QStringLiteral("ELKA  Ёлка") };
+        QTest::newRow("е as ё, other layout") << "`kr" << QStringList { QStringLiteral("ELKA  Ёлка") };
+        QTest::newRow("nothing") << "xyz" << QStringList {};
+    }
+
+    void offersMatchesBestFirst()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QStringList, expected);
+        ComboBox box;
+        searchMarket(box);
+        type(box.lineEdit(), typed);
+        QCOMPARE(offered(box), expected);
+    }
+
+    void choosingKeepsTheValidatorsWord_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("shownWhileTyping");
+        QTest::addColumn<int>("downs");
+        QTest::addColumn<int>("chosen");
+
+        // The line edit refuses what starts no row; the search keeps it.
+        QTest::newRow("refused text, second match") << "ао" << "" << 2 << 1;
+        QTest::newRow("accepted prefix, first match") << "Газ" << "Газ" << 1 << 1;
+        QTest::newRow("wrong layout") << "cnfkm" << "" << 1 << 2;
+    }
+
+    void choosingKeepsTheValidatorsWord()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, shownWhileTyping);
+        QFETCH(int, downs);
+        QFETCH(int, chosen);
+        ComboBox box;
+        box.lineEdit()->setValidator(box.comboBoxValidator());
+        searchMarket(box);
+        QSignalSpy activated(&box, QOverload<int>::of(&QComboBox::activated));
+
+        type(box.lineEdit(), typed);
+        QCOMPARE(box.lineEdit()->text(), shownWhileTyping);
+        QCOMPARE(box.currentIndex(), -1);
+        QVERIFY(!offered(box).isEmpty());
+        for (int i = 0; i < downs; ++i)
+            QTest::keyClick(box.lineEdit(), Qt::Key_Down);
+        QTest::keyClick(box.lineEdit(), Qt::Key_Return);
+
+        QCOMPARE(box.currentIndex(), chosen);
+        QCOMPARE(box.lineEdit()->text(), box.itemText(chosen));
+        QCOMPARE(activated.count(), 1);
+        QCOMPARE(activated.at(0).at(0).toInt(), chosen);
+        QVERIFY(offered(box).isEmpty());
+        // What the box shows is a whole row, and the validator says so.
+        QString text = box.lineEdit()->text();
+        int pos = 0;
+        QCOMPARE(box.comboBoxValidator()->validate(text, pos), QValidator::Acceptable);
+    }
+};
 
 QTEST_MAIN(TestComboBox)
 #include "tst_combobox.moc"
