@@ -9,26 +9,16 @@
 // marks the cursor.
 inline QString localised(const QString &markup, const QLocale &locale)
 {
+    const QString marks = QStringLiteral("_.-+|");
+    const QString symbols = QString(locale.groupSeparator()) + locale.decimalPoint() + locale.negativeSign()
+        + locale.positiveSign();
     QString text;
     for (const QChar ch : markup) {
-        switch (ch.unicode()) {
-        case '_':
-            text += locale.groupSeparator();
-            break;
-        case '.':
-            text += locale.decimalPoint();
-            break;
-        case '-':
-            text += locale.negativeSign();
-            break;
-        case '+':
-            text += locale.positiveSign();
-            break;
-        case '|':
-            break;
-        default:
+        const int mark = marks.indexOf(ch);
+        if (mark < 0)
             text += ch;
-        }
+        else if (mark < symbols.size())
+            text += symbols.at(mark);
     }
     return text;
 }

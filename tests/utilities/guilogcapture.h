@@ -15,11 +15,8 @@ public:
         s_previous = qInstallMessageHandler(&GuiLogCapture::handle);
     }
     ~GuiLogCapture() { qInstallMessageHandler(s_previous); }
-    GuiLogCapture(const GuiLogCapture &) = delete;
-    GuiLogCapture &operator=(const GuiLogCapture &) = delete;
 
     QStringList lines() const { return s_lines; }
-    void clear() { s_lines.clear(); }
 
 private:
     static void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)

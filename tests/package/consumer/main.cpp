@@ -14,10 +14,8 @@
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s TRANSLATIONS_DIR\n", argv[0]);
-        return 2;
-    }
+    if (argc < 2)
+        return 2; // the translations' folder is missing
     QTranslator translator;
     if (!translator.load(QLocale(QLocale::English), QStringLiteral("vetrel"), QStringLiteral("_"),
                          QString::fromLocal8Bit(argv[1]))) {
