@@ -1,12 +1,16 @@
 #ifndef SELECTORMARKET_H
 #define SELECTORMARKET_H
 
-// A fresh market per test, built through the host API.
+// A fresh market per test, built through the host API, and what the tests
+// read back from the models over it.
 
 #include <host/core.h>
 #include <host/database.h>
 #include <host/market.h>
 #include <host/table.h>
+
+#include <QAbstractItemModel>
+#include <QSignalSpy>
 
 #include <memory>
 
@@ -36,7 +40,56 @@ struct SelectorMarket
                     { "flags", flags }, { "position", position ? 1 : 0 }, { "rfs", rfs ? 1 : 0 } });
     }
 
+    // Adds the session or replaces its status.
+    void setSession(int stockId, int sessionId, const char *status) const
+    {
+        table(QStringLiteral("sessions"))
+            ->insert({ { "stock_id", stockId }, { "sess_id", sessionId }, { "status", status } });
+    }
+
+    void addSecurity(
+        qlonglong id, int stock, int board, int session, const QString &code, const QString &name) const
+    {
+        table(QStringLiteral("securities"))
+            ->insert({ { "sec_id", id }, { "stock_id", stock }, { "board_id", board }, { "sess_id", session },
+                { "sec_code", code }, { "sec_name", name }, { "base_code", QString(code + "-B") } });
+    }
+
+    void addDealer(int id, const QString &code, const QString &name) const
+    {
+        table(QStringLiteral("kx.dealer"))
+            ->insert(
+                { { "dealer_id", id }, { "orv_code", code }, { "name", name }, { "client_code", "CL" } });
+    }
+
+    void addStream(qlonglong id, qlonglong securityId, const QString &code, const QString &quantity) const
+    {
+        table(QStringLiteral("rfs_streams"))
+            ->insert({ { "stream_id", id }, { "sec_id", securityId }, { "sec_code", code },
+                { "quantity", quantity } });
+    }
+
     std::unique_ptr<Core> core;
 };
+
+// The rows of a model as texts, in its order.
+inline QStringList rowTexts(const QAbstractItemModel &model, int role = Qt::DisplayRole, int column = 0)
+{
+    QStringList texts;
+    for (int row = 0; row < model.rowCount(); ++row)
+        texts << model.index(row, column).data(role).toString();
+    return texts;
+}
+
+// The arguments of the last notice, joined; empty when there was none.
+inline QString lastNotice(const QSignalSpy &spy)
+{
+    QStringList values;
+    if (!spy.isEmpty()) {
+        for (const QVariant &value : spy.last())
+            values << value.toString();
+    }
+    return values.join(QLatin1Char(','));
+}
 
 #endif

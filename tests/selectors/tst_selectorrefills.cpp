@@ -1,25 +1,22 @@
 // Refills after new sessions and stream changes run on a worker thread while
 // a feed thread writes the tables; run by the ThreadSanitizer stage too.
 
+#include "selectormarket.h"
+
 #include <vetrel/securityselectorbox.h>
 #include <vetrel/securityselectormodel.h>
 #include <vetrel/streamselectorbox.h>
 #include <vetrel/streamselectormodel.h>
 
-#include <host/core.h>
-#include <host/database.h>
 #include <host/decoder.h>
 #include <host/marketgenerator.h>
 #include <host/rfsstreamsdirectory.h>
-#include <host/table.h>
 
 #include <QElapsedTimer>
 #include <QLineEdit>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 
 class TestSelectorRefills : public QObject
@@ -42,21 +39,13 @@ private:
 namespace
 {
 
-QStringList shown(const QAbstractItemModel &model)
-{
-    QStringList texts;
-    for (int row = 0; row < model.rowCount(); ++row)
-        texts.append(model.index(row, 0).data().toString());
-    return texts;
-}
-
 // What a model filled at once from the tables as they are now shows.
 template<typename Model>
 QStringList filledNow()
 {
     Model model;
     model.populate();
-    return shown(model);
+    return rowTexts(model);
 }
 
 }
@@ -95,7 +84,7 @@ void TestSelectorRefills::overtakenRefillsAreDropped()
     QTest::qWait(50);
     QCOMPARE(resets.count(), 1);
     QCOMPARE(model.rowCount(), 3000);
-    QCOMPARE(shown(model), filledNow<SecuritySelectorModel>());
+    QCOMPARE(rowTexts(model), filledNow<SecuritySelectorModel>());
 
     // A fill at once overtakes a refill that has not been shown yet.
     for (int stock = 1; stock <= 8; ++stock)
@@ -103,10 +92,10 @@ void TestSelectorRefills::overtakenRefillsAreDropped()
     m_decoder->announceNewSessions();
     model.populate();
     QCOMPARE(resets.count(), 2);
-    const QStringList afterFill = shown(model);
+    const QStringList afterFill = rowTexts(model);
     QTest::qWait(50);
     QCOMPARE(resets.count(), 2);
-    QCOMPARE(shown(model), afterFill);
+    QCOMPARE(rowTexts(model), afterFill);
 }
 
 void TestSelectorRefills::refillsBesideAFeedThread()
@@ -158,9 +147,9 @@ void TestSelectorRefills::refillsBesideAFeedThread()
     emit RFSStreamsDirectory::i()->dataChanged();
     m_decoder->announceNewSessions();
     auto *securityModel = securities.findChild<SecuritySelectorModel *>();
-    QVERIFY(QTest::qWaitFor([&] { return shown(*securityModel) == filledNow<SecuritySelectorModel>(); }));
+    QVERIFY(QTest::qWaitFor([&] { return rowTexts(*securityModel) == filledNow<SecuritySelectorModel>(); }));
     auto *streamModel = streams.findChild<StreamSelectorModel *>();
-    QVERIFY(QTest::qWaitFor([&] { return shown(*streamModel) == filledNow<StreamSelectorModel>(); }));
+    QVERIFY(QTest::qWaitFor([&] { return rowTexts(*streamModel) == filledNow<StreamSelectorModel>(); }));
 
     // The choices never left the lists: they stayed chosen throughout, and
     // the security box said nothing.

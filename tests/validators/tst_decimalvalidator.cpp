@@ -70,23 +70,16 @@ void TestDecimalValidator::validate_data()
     const auto A = QValidator::Acceptable;
     const auto I = QValidator::Intermediate;
     const auto X = QValidator::Invalid;
-    Settings positive;
-    positive.canNegative = false;
-    Settings noZero;
-    noZero.canBeZero = false;
-    Settings whole;
-    whole.digits = 0;
-    Settings threeDigits;
-    threeDigits.numDigits = 3;
-    Settings scale3;
-    scale3.digits = 3;
+    const Settings positive { 2, false };
+    const Settings noZero { 2, true, false };
+    const Settings whole { 0 };
+    const Settings threeDigits { 2, true, true, 3 };
+    const Settings scale3 { 3 };
 
     addRow("empty", "|", I, "|");
     addRow("minus alone", "-|", I, "-|");
-    addRow("minus refused", "-|", X, "", positive);
     addRow("negative refused", "-5|", X, "", positive);
-    addRow("grouped while typing", "1234567|", A, "1_234_567|");
-    addRow("cursor inside", "123|4567", A, "1_23|4_567");
+    addRow("regrouped, cursor kept", "123|4567", A, "1_23|4_567");
     addRow("misplaced separators", "1_2_3|4", A, "1_23|4");
     addRow("separator deleted", "1|234", A, "1|_234");
     addRow("leading zeros", "0007|", A, "7|");
@@ -96,26 +89,19 @@ void TestDecimalValidator::validate_data()
     addRow("negative point first", "-.5|", A, "-.5|");
     addRow("point alone", ".|", X, "");
     addRow("plus dropped", "+12|", A, "12|");
-    addRow("minus kept", "-12|", A, "-12|");
     addRow("negative grouped", "-1234.5|", A, "-1_234.5|");
     addRow("too many fraction digits", "1.234|", X, "");
-    addRow("fraction digits", "1.23|", A, "1.23|");
     addRow("trailing point kept", "1.|", A, "1.|");
     addRow("point without digits", "1.5|", X, "", whole);
-    addRow("trailing point without digits", "1.|", X, "", whole);
-    addRow("integer digits limit", "1234|", X, "", threeDigits);
-    addRow("leading zeros count", "0123|", X, "", threeDigits);
+    addRow("integer digits limit", "0123|", X, "", threeDigits); // leading zeros count
     addRow("integer digits limit in fraction", "1234.5|", X, "", threeDigits);
     addRow("16 digits", "1234567890123456|", X, "");
     addRow("15 digits", "123456789012345|", A, "123_456_789_012_345|");
     addRow("scaled within 2^52", "123456789012.345|", A, "123_456_789_012.345|", scale3);
     addRow("scaled beyond 2^52", "1234567890123.456|", X, "", scale3);
-    addRow("zero allowed", "0|", A, "0|");
-    addRow("zero fraction allowed", "0.00|", A, "0.00|");
+    addRow("zero allowed", "0.00|", A, "0.00|");
     addRow("zero intermediate", "0|", I, "0|", noZero);
     addRow("zero fraction intermediate", "0.00|", I, "0.00|", noZero);
-    addRow("two points", "1.2.3|", X, "");
-    addRow("sign inside", "1-2|", X, "");
     addRow("letters", "12a|", X, "");
     addRow("plain blank", "1 234|", X, "");
 }
@@ -143,21 +129,19 @@ void TestDecimalValidator::validate()
 
 void TestDecimalValidator::followsLocaleChangeAtOnce()
 {
+    // The notation is read at each call, not kept from the first one.
     DecimalValidator validator(2, true, true);
     validator.setLocale(QLocale::c());
     QString input = QStringLiteral("1234.5");
     int pos = input.size();
     QCOMPARE(validator.validate(input, pos), QValidator::Acceptable);
-    QCOMPARE(input, QStringLiteral("1,234.5"));
-
     const QLocale russian(QStringLiteral("ru_RU"));
-    QLocale::setDefault(russian);
+    QLocale::setDefault(russian); // the decimal type reads the default locale
     validator.setLocale(russian);
+    QCOMPARE(validator.validate(input, pos), QValidator::Invalid);
     input = QStringLiteral("1234,5");
     QCOMPARE(validator.validate(input, pos), QValidator::Acceptable);
     QCOMPARE(input, QStringLiteral("1\u00a0234,5"));
-    input = QStringLiteral("1234.5");
-    QCOMPARE(validator.validate(input, pos), QValidator::Invalid);
 }
 
 void TestDecimalValidator::textToDecimal_data()
@@ -167,10 +151,12 @@ void TestDecimalValidator::textToDecimal_data()
     QTest::addColumn<QString>("canonical");
     for (const char *name : localeNames) {
         const QString localeName = QString::fromLatin1(name);
-        QTest::addRow("%s: grouped", name) << localeName << "1_234_567" << "1234567";
-        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50" << "-1234.50";
-        QTest::addRow("%s: point first", name) << localeName << ".5" << "0.5";
-        QTest::addRow("%s: leading zeros", name) << localeName << "007" << "7";
+        QTest::addRow("%s: grouped", name) << localeName << "1_234_567"
+                                           << "1234567";
+        QTest::addRow("%s: scale kept", name) << localeName << "-1_234.50"
+                                              << "-1234.50";
+        QTest::addRow("%s: point first", name) << localeName << ".5"
+                                               << "0.5";
     }
 }
 
@@ -203,21 +189,14 @@ void TestDecimalValidator::hostileText_data()
     QTest::addColumn<bool>("mayPass");
 
     const QString nines(10000, QLatin1Char('9'));
-    QTest::newRow("control characters") << QStringLiteral("1\u0001\u007f2\n3\t") << false;
     QTest::newRow("NUL inside") << QString::fromUtf16(u"12\u00003", 4) << false;
     QTest::newRow("Arabic-Indic digits") << QStringLiteral("\u0661\u0662\u0663") << false;
     QTest::newRow("Devanagari fraction") << QStringLiteral("1.\u0967\u0968") << false;
-    QTest::newRow("fullwidth digits") << QStringLiteral("\uff11\uff12") << false;
-    QTest::newRow("lone surrogate") << QString(QChar(0xd800)) + QStringLiteral("12") << false;
     QTest::newRow("10000 digits") << nines << false;
     QTest::newRow("10000 zeros") << QString(10000, QLatin1Char('0')) << true;
     QTest::newRow("10000 fraction zeros") << QStringLiteral(".") + QString(10000, QLatin1Char('0')) << false;
     QTest::newRow("10000 fraction digits") << QStringLiteral("1.") + nines << false;
     QTest::newRow("10000 separators") << QString(10000, QLatin1Char(',')) + QStringLiteral("5") << true;
-    QTest::newRow("10000 signs") << QString(10000, QLatin1Char('-')) << false;
-    QTest::newRow("10000 points") << QString(10000, QLatin1Char('.')) << false;
-    QTest::newRow("exponent") << QStringLiteral("1e5") << false;
-    QTest::newRow("infinity") << QStringLiteral("inf") << false;
 }
 
 void TestDecimalValidator::hostileText()

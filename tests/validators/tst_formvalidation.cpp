@@ -84,19 +84,15 @@ void TestFormValidation::paintsAndRestores()
         return sheets.join(QLatin1Char('|'));
     };
 
-    validation.set({ QStringLiteral("Quantity") });
-    QCOMPARE(styles(), QStringLiteral("||red||font-style: italic|"));
-    // The next check's names replace the previous ones; the bold style is lost.
-    validation.set({ QStringLiteral("Price"), QStringLiteral("Unknown") });
-    QCOMPARE(styles(), QStringLiteral("red|red|||font-style: italic|"));
-    for (const QString &name : { QStringLiteral("Low"), QStringLiteral("High") }) {
-        validation.set({ name });
-        QCOMPARE(styles(), QStringLiteral("|||red|font-style: italic|"));
+    // Each check's names replace the previous ones; the bold style is lost.
+    const QList<QPair<QStringList, QString>> checks = { { { "Quantity" }, "||red||font-style: italic|" },
+        { { "Price", "Unknown" }, "red|red|||font-style: italic|" },
+        { { "Low" }, "|||red|font-style: italic|" }, { { "High" }, "|||red|font-style: italic|" },
+        { { "Price", "Quantity" }, "red|red|red||font-style: italic|" }, { {}, "||||font-style: italic|" } };
+    for (const auto &[names, painted] : checks) {
+        validation.set(names);
+        QCOMPARE(styles(), painted);
     }
-    validation.set({ QStringLiteral("Price"), QStringLiteral("Quantity") });
-    QCOMPARE(styles(), QStringLiteral("red|red|red||font-style: italic|"));
-    validation.set({});
-    QCOMPARE(styles(), QStringLiteral("||||font-style: italic|"));
 
     // Registering twice is harmless; captions can also be given directly.
     validation.setupPropWidgets(properties, &root);
