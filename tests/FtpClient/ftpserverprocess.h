@@ -2,10 +2,7 @@
 #define VETREL_TESTS_FTPSERVERPROCESS_H
 
 #include <QProcess>
-#include <QString>
 #include <QTemporaryDir>
-
-#include <memory>
 
 /**
  * A real FTP server for the tests: pyftpdlib or vsftpd, started on 127.0.0.1
@@ -22,30 +19,23 @@ class FtpServerProcess
 public:
     enum Kind { Pyftpdlib, Vsftpd };
 
-    explicit FtpServerProcess(Kind kind, const QString &tlsCertificate = QString());
-    ~FtpServerProcess();
-
-    FtpServerProcess(const FtpServerProcess&) = delete;
-    FtpServerProcess& operator=(const FtpServerProcess&) = delete;
+    explicit FtpServerProcess(Kind kind, const QString& tlsCertificate = QString())
+        : m_kind(kind), m_tlsCertificate(tlsCertificate) {}
+    ~FtpServerProcess() { stop(); }
 
     /// Starts the server and waits until it accepts connections; false with errorString() otherwise.
     bool start();
-    void stop();
 
     QString errorString() const { return m_error; }
     unsigned short port() const { return m_port; }
-    QString user() const;
-    QString password() const;
+    QString user() const { return m_kind == Pyftpdlib ? "trader" : "anonymous"; }
+    QString password() const { return m_kind == Pyftpdlib ? "secret" : ""; }
     /// The local file behind a remote absolute path.
-    QString localPath(const QString& remotePath) const;
+    QString localPath(const QString& remotePath) const { return m_dir.path() + "/root" + remotePath; }
 
 private:
-    bool startPyftpdlib();
-    bool startVsftpd();
-    /// vsftpd's settings for TLS only, when the server was given a certificate.
-    QByteArray tlsConfig() const;
-    bool waitUntilListening();
-    QString logPath() const;
+    void stop();
+    bool failed(const QString& error);
 
     const Kind m_kind;
     const QString m_tlsCertificate;

@@ -1,6 +1,9 @@
 #ifndef VETREL_TESTS_SCRIPTEDFTPSERVER_H
 #define VETREL_TESTS_SCRIPTEDFTPSERVER_H
 
+#include <QByteArray>
+#include <QStringList>
+
 #include <functional>
 #include <mutex>
 #include <string>
@@ -21,9 +24,13 @@
 class ScriptedFtpServer
 {
 public:
-    ScriptedFtpServer();
+    /// A script in short, after the greeting "220 ready" unless the script starts with a line sent unasked:
+    /// "NNN text" answers the next command, "!line" is sent unasked, "?" reads a command and leaves it
+    /// unanswered, "PASV[@h1,h2,h3,h4]" answers with a data listener advertised there, ">bytes" sends data and
+    /// closes the data connection, "+bytes" sends data and leaves it open, "<" reads the data connection to its
+    /// end and "~N" pauses N ms.
+    explicit ScriptedFtpServer(QStringList script = {});
     ~ScriptedFtpServer();
-
     ScriptedFtpServer(const ScriptedFtpServer&) = delete;
     ScriptedFtpServer& operator=(const ScriptedFtpServer&) = delete;
 
@@ -31,42 +38,38 @@ public:
 
     /// Sends the bytes as they are, in one write.
     ScriptedFtpServer& send(const std::string& bytes);
-    /// Sends the line followed by CR LF.
-    ScriptedFtpServer& reply(const std::string& line) { return send(line + "\r\n"); }
     /// Reads one command line from the client and records it without its CR LF.
     ScriptedFtpServer& expect();
-    /// Reads one command line and answers it with the reply line.
-    ScriptedFtpServer& answer(const std::string& line) { return expect().reply(line); }
     ScriptedFtpServer& pause(int milliseconds);
     /// Closes the control connection.
     ScriptedFtpServer& drop();
-
-    /// Listens for a data connection and replies 227 naming advertisedHost ("h1,h2,h3,h4") and the real port.
-    ScriptedFtpServer& passive(const std::string& advertisedHost = "127,0,0,1");
-    /// Sends on the data connection: accepted after passive(), else connected to the last PORT's address.
+    /// Sends on the data connection: accepted after "PASV", else connected to the last PORT's address.
     ScriptedFtpServer& sendData(const std::string& bytes);
-    /// Reads the data connection to its end and records the bytes.
-    ScriptedFtpServer& receiveData();
     ScriptedFtpServer& closeData();
 
     /// Starts playing the script for the first client that connects.
-    void start();
+    void start() { m_thread = std::thread(&ScriptedFtpServer::run, this); }
     /// Waits until the script has ended; the recordings are complete afterwards.
-    void waitFinished();
+    void waitFinished()
+    {
+        if (m_thread.joinable())
+            m_thread.join();
+    }
 
-    std::vector<std::string> commands() const;
-    std::string receivedData() const;
+    QStringList commands() const;
+    QByteArray receivedData() const;
     /// The first thing that went against the script (a command that never came, ...); empty when none.
     std::string failure() const;
 
 private:
-    using Step = std::function<bool()>;
-
+    ScriptedFtpServer& step(std::function<bool()> step);
+    ScriptedFtpServer& passive(const std::string& advertisedHost);
+    ScriptedFtpServer& receiveData();
     void run();
     bool readLine(std::string& line);
     bool ensureDataConnection();
-    void fail(const std::string& what);
-    void closeSocket(int& fd);
+    /// Records the first failure; always false.
+    bool fail(const std::string& what);
 
     int m_listenFd = -1;
     int m_controlFd = -1;
@@ -74,12 +77,12 @@ private:
     int m_dataFd = -1;
     unsigned short m_port = 0;
     std::string m_pending;
-    std::vector<Step> m_steps;
+    std::vector<std::function<bool()>> m_steps;
     std::thread m_thread;
 
     mutable std::mutex m_mutex;
-    std::vector<std::string> m_commands;
-    std::string m_data;
+    QStringList m_commands;
+    QByteArray m_data;
     std::string m_failure;
 };
 

@@ -1,12 +1,20 @@
 #ifndef VETREL_TESTS_TESTFILES_H
 #define VETREL_TESTS_TESTFILES_H
 
-#include <QByteArray>
-#include <QString>
+#include <QFile>
 
 /// Replaces the file's contents; false when it could not be written whole.
-bool writeTestFile(const QString& path, const QByteArray& contents);
+inline bool writeTestFile(const QString& path, const QByteArray& contents)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
+}
+
 /// The file's contents, or "<missing>" so that a comparison fails visibly.
-QByteArray readTestFile(const QString& path);
+inline QByteArray readTestFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
 
 #endif

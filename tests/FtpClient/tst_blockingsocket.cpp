@@ -154,407 +154,373 @@ class TestBlockingSocket : public QObject
     Q_OBJECT
 
 private slots:
-    void receiveTimeoutsAndEndOfStream();
-    void signalsDoNotCutWaitsShort();
-    void writeLargeBufferInPieces();
-    void peerResetDuringWrite();
-    void acceptInterruptedBySignal();
-    void descriptorAboveFdSetSize();
-    void datagrams();
-    void httpLines();
-    void addressesAndFailures();
-    void errorMessage_data();
-    void errorMessage();
-    void assertions();
-};
-
-void TestBlockingSocket::receiveTimeoutsAndEndOfStream()
-{
-    Peer peer;
-    peer.serve([](int) {});
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    peer.join();
-    char buffer[16];
-
-    auto start = Clock::now();
-    QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
-    QVERIFY2(secondsSince(start) >= 0.95 && secondsSince(start) < 3,
-        qPrintable(QString::number(secondsSince(start))));
-
-    start = Clock::now();
-    QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 0); }), std::string("Receive timeout"));
-    QVERIFY(secondsSince(start) < 0.5);
-    QVERIFY(!socket.CheckReadability());
-
-    // With data already waiting, a time-out of 0 does not throw.
-    QCOMPARE(::send(peer.connection(), "abc", 3, 0), ssize_t(3));
-    QVERIFY(waitReadable(socket));
-    QVERIFY(socket.CheckReadability());
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 3);
-    QCOMPARE(std::string(buffer, 3), std::string("abc"));
-
-    // The end of stream reads as 0 bytes, however often, and counts as readable.
-    peer.closeConnection();
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 0);
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 0);
-    QVERIFY(socket.CheckReadability());
-}
-
-void TestBlockingSocket::signalsDoNotCutWaitsShort()
-{
-    Peer peer;
-    peer.serve([](int connection) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        ::send(connection, "late", 4, 0);
-    });
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    char buffer[16];
-    SignalStorm storm(pthread_self());
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 4);
-    peer.join();
-
-    const auto start = Clock::now();
-    QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
-    QVERIFY(secondsSince(start) >= 0.95);
-}
-
-void TestBlockingSocket::writeLargeBufferInPieces()
-{
-    const int length = 8 * 1024 * 1024;
-    std::vector<char> data(length);
-    for (int i = 0; i < length; ++i)
-        data[i] = char(i * 7 + i / 4096);
-    std::vector<char> received;
-    received.reserve(length);
-
-    Peer peer;
-    peer.serve([&](int connection) {
-        char chunk[65536];
-        for (;;) {
-            const ssize_t count = ::recv(connection, chunk, sizeof chunk, 0);
-            if (count <= 0)
-                return;
-            received.insert(received.end(), chunk, chunk + count);
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
+    void receiveWaitsAndEndOfStream_data()
+    {
+        QTest::addColumn<bool>("highDescriptor");
+        QTest::newRow("low descriptor") << false;
+        QTest::newRow("descriptor above FD_SETSIZE") << true;
+    }
+    void receiveWaitsAndEndOfStream()
+    {
+        QFETCH(bool, highDescriptor);
+        rlimit limit {};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        std::vector<int> fillers;
+        if (highDescriptor) {
+            const rlim_t needed = FD_SETSIZE + 200;
+            if (limit.rlim_cur < needed) {
+                if (limit.rlim_max < needed)
+                    QSKIP("the hard limit on open files is below FD_SETSIZE");
+                rlimit raised { needed, limit.rlim_max };
+                QCOMPARE(setrlimit(RLIMIT_NOFILE, &raised), 0);
+            }
+            fillers.push_back(::open("/dev/null", O_RDONLY));
+            // Every lower descriptor taken, so the socket has to get one beyond FD_SETSIZE.
+            while (fillers.back() < FD_SETSIZE + 20 && fillers.back() >= 0)
+                fillers.push_back(::dup(fillers.front()));
         }
-    });
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    // A send time-out makes the kernel return after taking part of the buffer,
-    // so Write has to go on with the rest.
-    const timeval sendTimeout { 0, 20000 };
-    QCOMPARE(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout), 0);
-    const int smallBuffer = 16384;
-    ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &smallBuffer, sizeof smallBuffer);
+        Peer peer;
+        peer.serve([](int) {});
+        CBlockingSocket socket;
+        connectTo(socket, peer);
+        peer.join();
+        for (int fd : fillers)
+            ::close(fd);
+        QCOMPARE(int(SOCKET(socket)) > FD_SETSIZE, highDescriptor);
+        char buffer[16];
 
-    QCOMPARE(socket.Write(data.data(), length, 5), length);
-    socket.Close();
-    peer.join();
-    QCOMPARE(int(received.size()), length);
-    QVERIFY(received == data);
-}
+        auto start = Clock::now();
+        QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
+        QVERIFY2(secondsSince(start) >= 0.95 && secondsSince(start) < 3, qPrintable(QString::number(secondsSince(start))));
+        start = Clock::now();
+        QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 0); }), std::string("Receive timeout"));
+        QVERIFY(secondsSince(start) < 0.5);
+        QVERIFY(!socket.CheckReadability());
 
-void TestBlockingSocket::peerResetDuringWrite()
-{
-    // The default action of SIGPIPE ends the process; the socket must not raise it.
-    struct sigaction defaultAction {}, previous {};
-    defaultAction.sa_handler = SIG_DFL;
-    sigaction(SIGPIPE, &defaultAction, &previous);
+        QCOMPARE(socket.Write("ping", 4, 1), 4);
+        QVERIFY(waitReadable(peer.connection()));
+        QCOMPARE(::recv(peer.connection(), buffer, sizeof buffer, 0), ssize_t(4));
+        // With data already waiting, a time-out of 0 does not throw.
+        QCOMPARE(::send(peer.connection(), "pong", 4, 0), ssize_t(4));
+        QVERIFY(waitReadable(socket));
+        QVERIFY(socket.CheckReadability());
+        QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 4);
+        QCOMPARE(std::string(buffer, 4), std::string("pong"));
+        QVERIFY(!socket.CheckReadability());
 
-    Peer peer;
-    peer.serve([](int connection) {
-        char chunk[4096];
-        ::recv(connection, chunk, sizeof chunk, 0);
-        const linger reset { 1, 0 };
-        ::setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    });
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    std::vector<char> data(1 << 20, 'x');
-    std::string error;
-    std::thread closer([&] {
+        // The end of stream reads as 0 bytes, however often, and counts as readable.
+        peer.closeConnection();
+        QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 0);
+        QCOMPARE(socket.Receive(buffer, sizeof buffer, 0), 0);
+        QVERIFY(socket.CheckReadability());
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+
+    void signalsDoNotCutWaitsShort()
+    {
+        Peer peer;
+        peer.serve([](int connection) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            ::send(connection, "late", 4, 0);
+        });
+        CBlockingSocket socket;
+        connectTo(socket, peer);
+        char buffer[16];
+        SignalStorm storm(pthread_self());
+        QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 4);
+        peer.join();
+
+        const auto start = Clock::now();
+        QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
+        QVERIFY(secondsSince(start) >= 0.95);
+    }
+
+    void writeLargeBufferInPieces()
+    {
+        const int length = 8 * 1024 * 1024;
+        std::vector<char> data(length);
+        for (int i = 0; i < length; ++i)
+            data[i] = char(i * 7 + i / 4096);
+        std::vector<char> received;
+        received.reserve(length);
+
+        Peer peer;
+        peer.serve([&](int connection) {
+            char chunk[65536];
+            for (;;) {
+                const ssize_t count = ::recv(connection, chunk, sizeof chunk, 0);
+                if (count <= 0)
+                    return;
+                received.insert(received.end(), chunk, chunk + count);
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+        });
+        CBlockingSocket socket;
+        connectTo(socket, peer);
+        // A send time-out makes the kernel return after taking part of the buffer,
+        // so Write has to go on with the rest.
+        const timeval sendTimeout { 0, 20000 };
+        QCOMPARE(::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout), 0);
+        const int smallBuffer = 16384;
+        ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &smallBuffer, sizeof smallBuffer);
+
+        QCOMPARE(socket.Write(data.data(), length, 5), length);
+        socket.Close();
+        peer.join();
+        QCOMPARE(int(received.size()), length);
+        QVERIFY(received == data);
+    }
+
+    void peerResetDuringWrite()
+    {
+        // The default action of SIGPIPE ends the process; the socket must not raise it.
+        struct sigaction defaultAction {}, previous {};
+        defaultAction.sa_handler = SIG_DFL;
+        sigaction(SIGPIPE, &defaultAction, &previous);
+
+        Peer peer;
+        peer.serve([](int connection) {
+            char chunk[4096];
+            ::recv(connection, chunk, sizeof chunk, 0);
+            const linger reset { 1, 0 };
+            ::setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        });
+        CBlockingSocket socket;
+        connectTo(socket, peer);
+        std::vector<char> data(1 << 20, 'x');
+        std::string error;
+        std::thread closer([&] {
+            peer.join();
+            peer.closeConnection();
+        });
+        for (int round = 0; round < 200 && error.empty(); ++round)
+            error = socketError([&] { socket.Write(data.data(), int(data.size()), 5); });
+        closer.join();
+        QCOMPARE(error, std::string("Send"));
+        // Writing on after the reset is where the kernel answers EPIPE and would signal.
+        QCOMPARE(socketError([&] { socket.Write("more", 4, 1); }), std::string("Send"));
+        QCOMPARE(errno, EPIPE);
+        sigaction(SIGPIPE, &previous, nullptr);
+        QVERIFY(socket != InvalidSocket);
+    }
+
+    void acceptInterruptedBySignal()
+    {
+        CBlockingSocket listener;
+        listener.Create(SOCK_STREAM);
+        const CSockAddr any(INADDR_LOOPBACK, 0);
+        listener.Bind(any);
+        listener.Listen();
+
+        CBlockingSocket connection;
+        CSockAddr peerAddress;
+        bool accepted = true;
+        {
+            SignalStorm storm(pthread_self());
+            accepted = listener.Accept(connection, peerAddress);
+        }
+        QVERIFY(!accepted);
+        QCOMPARE(SOCKET(connection), InvalidSocket);
+
+        // The same listener still accepts once someone connects.
+        CSockAddr bound;
+        listener.GetSockAddr(bound);
+        CBlockingSocket client;
+        client.Create(SOCK_STREAM);
+        client.Connect(bound);
+        QVERIFY(listener.Accept(connection, peerAddress));
+        QVERIFY(connection != InvalidSocket);
+        CSockAddr clientAddress;
+        client.GetSockAddr(clientAddress);
+        QCOMPARE(peerAddress.Port(), clientAddress.Port());
+    }
+
+    void datagrams()
+    {
+        CBlockingSocket receiver, sender;
+        receiver.Create(SOCK_DGRAM);
+        receiver.Bind(CSockAddr(INADDR_LOOPBACK, 0));
+        CSockAddr target;
+        receiver.GetSockAddr(target);
+        sender.Create(SOCK_DGRAM);
+
+        char buffer[64];
+        CSockAddr from;
+        QCOMPARE(socketError([&] { receiver.ReceiveDatagram(buffer, sizeof buffer, from, 0); }),
+            std::string("Receive timeout"));
+        QCOMPARE(sender.SendDatagram("quote", 5, target, 1), 5);
+        QCOMPARE(receiver.ReceiveDatagram(buffer, sizeof buffer, from, 5), 5);
+        QCOMPARE(std::string(buffer, 5), std::string("quote"));
+        CSockAddr senderAddress;
+        sender.GetSockAddr(senderAddress);
+        QCOMPARE(from.Port(), senderAddress.Port());
+        QCOMPARE(from.DottedDecimal(), std::string("127.0.0.1"));
+    }
+
+    void httpLines()
+    {
+        Peer peer;
+        const std::string response = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text";
+        peer.serve([&](int connection) { ::send(connection, response.data(), response.size(), 0); });
+        CHttpBlockingSocket socket;
+        socket.Create(SOCK_STREAM);
+        socket.Connect(CSockAddr(peer.address()));
         peer.join();
         peer.closeConnection();
-    });
-    for (int round = 0; round < 200 && error.empty(); ++round)
-        error = socketError([&] { socket.Write(data.data(), int(data.size()), 5); });
-    closer.join();
-    QCOMPARE(error, std::string("Send"));
-    // Writing on after the reset is where the kernel answers EPIPE and would signal.
-    QCOMPARE(socketError([&] { socket.Write("more", 4, 1); }), std::string("Send"));
-    QCOMPARE(errno, EPIPE);
-    sigaction(SIGPIPE, &previous, nullptr);
-    QVERIFY(socket != InvalidSocket);
-}
 
-void TestBlockingSocket::acceptInterruptedBySignal()
-{
-    CBlockingSocket listener;
-    listener.Create(SOCK_STREAM);
-    const CSockAddr any(INADDR_LOOPBACK, 0);
-    listener.Bind(any);
-    listener.Listen();
+        char line[64];
+        QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 17);
+        QCOMPARE(std::string(line), std::string("HTTP/1.0 200 OK\r\n"));
+        QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 26);
+        QCOMPARE(std::string(line), std::string("Content-Type: text/plain\r\n"));
+        // A line longer than the caller's buffer is cut to the buffer less its NUL.
+        QCOMPARE(socket.ReadHttpHeaderLine(line, 9, 5), 8);
+        QCOMPARE(std::string(line), std::string("X-Long: "));
+        QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 2);
+        QCOMPARE(socket.ReadHttpResponse(line, sizeof line, 5), 9);
+        QCOMPARE(std::string(line, 9), std::string("body text"));
 
-    CBlockingSocket connection;
-    CSockAddr peerAddress;
-    bool accepted = true;
+        // A header that never ends fills the read buffer and fails instead of overrunning it.
+        Peer endless;
+        endless.serve([](int connection) {
+            const std::string noLineFeed(3000, 'a');
+            ::send(connection, noLineFeed.data(), noLineFeed.size(), 0);
+        });
+        CHttpBlockingSocket second;
+        second.Create(SOCK_STREAM);
+        second.Connect(CSockAddr(endless.address()));
+        endless.join();
+        QCOMPARE(socketError([&] { second.ReadHttpHeaderLine(line, sizeof line, 5); }), std::string("ReadHeaderLine"));
+    }
+
+    void addressesAndFailures()
     {
-        SignalStorm storm(pthread_self());
-        accepted = listener.Accept(connection, peerAddress);
-    }
-    QVERIFY(!accepted);
-    QCOMPARE(SOCKET(connection), InvalidSocket);
+        CBlockingSocket socket;
+        const CSockAddr resolved = socket.GetHostByName("127.0.0.1", 2121);
+        QCOMPARE(int(resolved.sin_family), AF_INET);
+        QCOMPARE(resolved.sin_port, htons(2121));
+        QCOMPARE(resolved.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+        QCOMPARE(socket.GetHostByName("localhost", 21).DottedDecimal(), std::string("127.0.0.1"));
+        QVERIFY(!socket.GetHostByAddr(resolved).empty());
 
-    // The same listener still accepts once someone connects.
-    CSockAddr bound;
-    listener.GetSockAddr(bound);
-    CBlockingSocket client;
-    client.Create(SOCK_STREAM);
-    client.Connect(bound);
-    QVERIFY(listener.Accept(connection, peerAddress));
-    QVERIFY(connection != InvalidSocket);
-    CSockAddr clientAddress;
-    client.GetSockAddr(clientAddress);
-    QCOMPARE(peerAddress.Port(), clientAddress.Port());
-}
-
-void TestBlockingSocket::descriptorAboveFdSetSize()
-{
-    rlimit limit {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlim_t needed = FD_SETSIZE + 200;
-    if (limit.rlim_cur < needed) {
-        if (limit.rlim_max < needed)
-            QSKIP("the hard limit on open files is below FD_SETSIZE");
-        rlimit raised { needed, limit.rlim_max };
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &raised), 0);
-    }
-    std::vector<int> fillers;
-    const int base = ::open("/dev/null", O_RDONLY);
-    QVERIFY(base >= 0);
-    fillers.push_back(base);
-    // Every lower descriptor taken, so the socket has to get one beyond FD_SETSIZE.
-    while (fillers.back() < FD_SETSIZE + 20 && fillers.back() >= 0)
-        fillers.push_back(::dup(base));
-
-    Peer peer;
-    peer.serve([](int) {});
-    CBlockingSocket socket;
-    connectTo(socket, peer);
-    peer.join();
-    QVERIFY(int(SOCKET(socket)) > FD_SETSIZE);
-
-    char buffer[16];
-    auto start = Clock::now();
-    QCOMPARE(socketError([&] { socket.Receive(buffer, sizeof buffer, 1); }), std::string("Receive timeout"));
-    QVERIFY(secondsSince(start) >= 0.95 && secondsSince(start) < 3);
-    QVERIFY(!socket.CheckReadability());
-
-    QCOMPARE(socket.Write("ping", 4, 1), 4);
-    QVERIFY(waitReadable(peer.connection()));
-    QCOMPARE(::recv(peer.connection(), buffer, sizeof buffer, 0), ssize_t(4));
-    QCOMPARE(::send(peer.connection(), "pong", 4, 0), ssize_t(4));
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 4);
-    QCOMPARE(std::string(buffer, 4), std::string("pong"));
-    QVERIFY(!socket.CheckReadability());
-    peer.closeConnection();
-    QCOMPARE(socket.Receive(buffer, sizeof buffer, 5), 0);
-
-    for (int fd : fillers)
-        ::close(fd);
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-void TestBlockingSocket::datagrams()
-{
-    CBlockingSocket receiver, sender;
-    receiver.Create(SOCK_DGRAM);
-    receiver.Bind(CSockAddr(INADDR_LOOPBACK, 0));
-    CSockAddr target;
-    receiver.GetSockAddr(target);
-    sender.Create(SOCK_DGRAM);
-
-    char buffer[64];
-    CSockAddr from;
-    QCOMPARE(socketError([&] { receiver.ReceiveDatagram(buffer, sizeof buffer, from, 0); }),
-        std::string("Receive timeout"));
-    QCOMPARE(sender.SendDatagram("quote", 5, target, 1), 5);
-    QCOMPARE(receiver.ReceiveDatagram(buffer, sizeof buffer, from, 5), 5);
-    QCOMPARE(std::string(buffer, 5), std::string("quote"));
-    CSockAddr senderAddress;
-    sender.GetSockAddr(senderAddress);
-    QCOMPARE(from.Port(), senderAddress.Port());
-    QCOMPARE(from.DottedDecimal(), std::string("127.0.0.1"));
-}
-
-void TestBlockingSocket::httpLines()
-{
-    Peer peer;
-    const std::string response
-        = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text";
-    peer.serve([&](int connection) { ::send(connection, response.data(), response.size(), 0); });
-    CHttpBlockingSocket socket;
-    socket.Create(SOCK_STREAM);
-    socket.Connect(CSockAddr(peer.address()));
-    peer.join();
-    peer.closeConnection();
-
-    char line[64];
-    QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 17);
-    QCOMPARE(std::string(line), std::string("HTTP/1.0 200 OK\r\n"));
-    QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 26);
-    QCOMPARE(std::string(line), std::string("Content-Type: text/plain\r\n"));
-    // A line longer than the caller's buffer is cut to the buffer less its NUL.
-    QCOMPARE(socket.ReadHttpHeaderLine(line, 9, 5), 8);
-    QCOMPARE(std::string(line), std::string("X-Long: "));
-    QCOMPARE(socket.ReadHttpHeaderLine(line, sizeof line, 5), 2);
-    QCOMPARE(socket.ReadHttpResponse(line, sizeof line, 5), 9);
-    QCOMPARE(std::string(line, 9), std::string("body text"));
-
-    // A header that never ends fills the read buffer and fails instead of overrunning it.
-    Peer endless;
-    endless.serve([](int connection) {
-        const std::string noLineFeed(3000, 'a');
-        ::send(connection, noLineFeed.data(), noLineFeed.size(), 0);
-    });
-    CHttpBlockingSocket second;
-    second.Create(SOCK_STREAM);
-    second.Connect(CSockAddr(endless.address()));
-    endless.join();
-    QCOMPARE(
-        socketError([&] { second.ReadHttpHeaderLine(line, sizeof line, 5); }), std::string("ReadHeaderLine"));
-}
-
-void TestBlockingSocket::addressesAndFailures()
-{
-    CBlockingSocket socket;
-    const CSockAddr resolved = socket.GetHostByName("127.0.0.1", 2121);
-    QCOMPARE(int(resolved.sin_family), AF_INET);
-    QCOMPARE(resolved.sin_port, htons(2121));
-    QCOMPARE(resolved.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-    QCOMPARE(socket.GetHostByName("localhost", 21).DottedDecimal(), std::string("127.0.0.1"));
-    QVERIFY(!socket.GetHostByAddr(resolved).empty());
-
-    Peer peer;
-    peer.serve([](int) {});
-    connectTo(socket, peer);
-    peer.join();
-    CSockAddr peerAddress, ownAddress;
-    socket.GetPeerAddr(peerAddress);
-    socket.GetSockAddr(ownAddress);
-    QCOMPARE(peerAddress.Port(), ntohs(peer.address().sin_port));
-    QCOMPARE(ownAddress.DottedDecimal(), std::string("127.0.0.1"));
-
-    // A port nobody listens on: the freshly closed listener's.
-    unsigned short closedPort;
-    {
-        Peer gone;
-        closedPort = ntohs(gone.address().sin_port);
-    }
-    CBlockingSocket refused;
-    refused.Create(SOCK_STREAM);
-    errno = 0;
-    try {
-        refused.Connect(CSockAddr(INADDR_LOOPBACK, closedPort));
-        QFAIL("connected to a closed port");
-    } catch (const CBlockingSocketException &e) {
-        QCOMPARE(e.Message(), std::string("Connect"));
-        QCOMPARE(e.ErrorNumber(), unsigned(ECONNREFUSED));
-    }
-    QVERIFY(refused != InvalidSocket); // a failure leaves the handle open
-
-    // Closing twice, and closing what was never opened, are harmless.
-    refused.Close();
-    QCOMPARE(SOCKET(refused), InvalidSocket);
-    refused.Close();
-    CBlockingSocket never;
-    never.Close();
-    never.Cleanup();
-    QCOMPARE(SOCKET(never), InvalidSocket);
-
-    CHttpBlockingSocket http;
-    const auto instance = http.CreateInstance();
-    QVERIFY(dynamic_cast<CHttpBlockingSocket *>(instance.get()));
-    QCOMPARE(SOCKET(*instance), InvalidSocket);
-    QVERIFY(dynamic_cast<CBlockingSocket *>(CreateDefaultBlockingSocketInstance().get()));
-}
-
-void TestBlockingSocket::errorMessage_data()
-{
-    QTest::addColumn<int>("error");
-    QTest::addColumn<uint>("room");
-    QTest::addColumn<QByteArray>("text"); // empty: does not fit
-
-    QTest::newRow("errno, exact room") << ECONNRESET << 25u << QByteArray("Connect error 0x00000068");
-    QTest::newRow("errno, one byte short") << ECONNRESET << 24u << QByteArray();
-    QTest::newRow("no errno, exact room") << 0 << 14u << QByteArray("Connect error");
-    QTest::newRow("no errno, one byte short") << 0 << 13u << QByteArray();
-}
-
-void TestBlockingSocket::errorMessage()
-{
-    QFETCH(int, error);
-    QFETCH(uint, room);
-    QFETCH(QByteArray, text);
-
-    errno = error;
-    const CBlockingSocketException exception("Connect");
-    QCOMPARE(exception.ErrorNumber(), unsigned(error));
-    std::vector<char> buffer(room + 8, '#');
-    QCOMPARE(exception.GetErrorMessage(buffer.data(), room), !text.isEmpty());
-    if (text.isEmpty())
-        QVERIFY(std::all_of(buffer.begin(), buffer.end(), [](char c) { return c == '#'; }));
-    else
-        QCOMPARE(QByteArray(buffer.data()), text);
-
-    // The string form has 512 characters of room, its NUL included.
-    const std::string suffix = error ? " error 0x00000068" : " error";
-    const std::string fits(511 - suffix.size(), 'm');
-    errno = error;
-    QCOMPARE(CBlockingSocketException(fits.c_str()).GetErrorMessage(), fits + suffix);
-    errno = error;
-    QCOMPARE(CBlockingSocketException((fits + "m").c_str()).GetErrorMessage(), std::string());
-}
-
-void TestBlockingSocket::assertions()
-{
-    AssertionCatcher catcher;
-    CBlockingSocket closed;
-    char buffer[8];
-    const auto condition = AssertionCatcher::conditionOf;
-    QCOMPARE(condition([&] { closed.Receive(buffer, 8, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-    QCOMPARE(condition([&] { closed.Write("x", 1, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-    QCOMPARE(condition([&] { closed.Listen(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-    QCOMPARE(condition([&] { closed.CheckReadability(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-    QCOMPARE(condition([&] { closed.GetHostByName(nullptr); }), std::string("pchName != __null"));
-    QCOMPARE(condition([&] { CBlockingSocketException(nullptr); }), std::string("pchMessage != __null"));
-
-    CBlockingSocket open;
-    open.Create(SOCK_STREAM);
-    QCOMPARE(condition([&] { open.Create(SOCK_STREAM); }), std::string("m_hSocket==(SOCKET)(~0)"));
-    QCOMPARE(condition([&] { open.Receive(nullptr, 8, 0); }), std::string("pch != __null"));
-    QCOMPARE(condition([&] { open.Connect(nullptr); }), std::string("psa != __null"));
-    CBlockingSocket alsoOpen;
-    alsoOpen.Create(SOCK_STREAM);
-    CSockAddr address;
-    QCOMPARE(condition([&] { open.Accept(alsoOpen, address); }),
-        std::string("sConnect.operator SOCKET() == (SOCKET)(~0)"));
-
-    // Header lines must end in CR LF.
-    for (const std::string &reply : { std::string("bare\n"), std::string("\nfirst") }) {
         Peer peer;
-        peer.serve([&](int connection) { ::send(connection, reply.data(), reply.size(), 0); });
-        CHttpBlockingSocket http;
-        http.Create(SOCK_STREAM);
-        http.Connect(CSockAddr(peer.address()));
+        peer.serve([](int) {});
+        connectTo(socket, peer);
         peer.join();
-        QVERIFY(waitReadable(http));
-        QCOMPARE(condition([&] { http.ReadHttpHeaderLine(buffer, sizeof buffer, 5); }),
-            std::string(reply[0] == '\n' ? "(pch2)>m_pReadBuf" : "*(pch2 - 1)=='\\r'"));
+        CSockAddr peerAddress, ownAddress;
+        socket.GetPeerAddr(peerAddress);
+        socket.GetSockAddr(ownAddress);
+        QCOMPARE(peerAddress.Port(), ntohs(peer.address().sin_port));
+        QCOMPARE(ownAddress.DottedDecimal(), std::string("127.0.0.1"));
+
+        // A port nobody listens on: the freshly closed listener's.
+        unsigned short closedPort;
+        {
+            Peer gone;
+            closedPort = ntohs(gone.address().sin_port);
+        }
+        CBlockingSocket refused;
+        refused.Create(SOCK_STREAM);
+        errno = 0;
+        try {
+            refused.Connect(CSockAddr(INADDR_LOOPBACK, closedPort));
+            QFAIL("connected to a closed port");
+        } catch (const CBlockingSocketException &e) {
+            QCOMPARE(e.Message(), std::string("Connect"));
+            QCOMPARE(e.ErrorNumber(), unsigned(ECONNREFUSED));
+        }
+        QVERIFY(refused != InvalidSocket); // a failure leaves the handle open
+
+        // Closing twice, and closing what was never opened, are harmless.
+        refused.Close();
+        QCOMPARE(SOCKET(refused), InvalidSocket);
+        refused.Close();
+        CBlockingSocket never;
+        never.Close();
+        never.Cleanup();
+        QCOMPARE(SOCKET(never), InvalidSocket);
+
+        CHttpBlockingSocket http;
+        const auto instance = http.CreateInstance();
+        QVERIFY(dynamic_cast<CHttpBlockingSocket *>(instance.get()));
+        QCOMPARE(SOCKET(*instance), InvalidSocket);
+        QVERIFY(dynamic_cast<CBlockingSocket *>(CreateDefaultBlockingSocketInstance().get()));
     }
-}
+
+    void errorMessage_data()
+    {
+        QTest::addColumn<int>("error");
+        QTest::addColumn<uint>("room");
+        QTest::addColumn<QByteArray>("text"); // empty: does not fit
+
+        QTest::newRow("errno, exact room") << ECONNRESET << 25u << QByteArray("Connect error 0x00000068");
+        QTest::newRow("errno, one byte short") << ECONNRESET << 24u << QByteArray();
+        QTest::newRow("no errno, exact room") << 0 << 14u << QByteArray("Connect error");
+        QTest::newRow("no errno, one byte short") << 0 << 13u << QByteArray();
+    }
+    void errorMessage()
+    {
+        QFETCH(int, error);
+        QFETCH(uint, room);
+        QFETCH(QByteArray, text);
+
+        errno = error;
+        const CBlockingSocketException exception("Connect");
+        QCOMPARE(exception.ErrorNumber(), unsigned(error));
+        std::vector<char> buffer(room + 8, '#');
+        QCOMPARE(exception.GetErrorMessage(buffer.data(), room), !text.isEmpty());
+        if (text.isEmpty())
+            QVERIFY(std::all_of(buffer.begin(), buffer.end(), [](char c) { return c == '#'; }));
+        else
+            QCOMPARE(QByteArray(buffer.data()), text);
+
+        // The string form has 512 characters of room, its NUL included.
+        const std::string suffix = error ? " error 0x00000068" : " error";
+        const std::string fits(511 - suffix.size(), 'm');
+        errno = error;
+        QCOMPARE(CBlockingSocketException(fits.c_str()).GetErrorMessage(), fits + suffix);
+        errno = error;
+        QCOMPARE(CBlockingSocketException((fits + "m").c_str()).GetErrorMessage(), std::string());
+    }
+
+    void assertions()
+    {
+        AssertionCatcher catcher;
+        CBlockingSocket closed;
+        char buffer[8];
+        const auto condition = AssertionCatcher::conditionOf;
+        QCOMPARE(condition([&] { closed.Receive(buffer, 8, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
+        QCOMPARE(condition([&] { closed.Write("x", 1, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
+        QCOMPARE(condition([&] { closed.Listen(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
+        QCOMPARE(condition([&] { closed.CheckReadability(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
+        QCOMPARE(condition([&] { closed.GetHostByName(nullptr); }), std::string("pchName != __null"));
+        QCOMPARE(condition([&] { CBlockingSocketException(nullptr); }), std::string("pchMessage != __null"));
+
+        CBlockingSocket open;
+        open.Create(SOCK_STREAM);
+        QCOMPARE(condition([&] { open.Create(SOCK_STREAM); }), std::string("m_hSocket==(SOCKET)(~0)"));
+        QCOMPARE(condition([&] { open.Receive(nullptr, 8, 0); }), std::string("pch != __null"));
+        QCOMPARE(condition([&] { open.Connect(nullptr); }), std::string("psa != __null"));
+        CBlockingSocket alsoOpen;
+        alsoOpen.Create(SOCK_STREAM);
+        CSockAddr address;
+        QCOMPARE(condition([&] { open.Accept(alsoOpen, address); }),
+            std::string("sConnect.operator SOCKET() == (SOCKET)(~0)"));
+
+        // Header lines must end in CR LF.
+        for (const std::string &reply : { std::string("bare\n"), std::string("\nfirst") }) {
+            Peer peer;
+            peer.serve([&](int connection) { ::send(connection, reply.data(), reply.size(), 0); });
+            CHttpBlockingSocket http;
+            http.Create(SOCK_STREAM);
+            http.Connect(CSockAddr(peer.address()));
+            peer.join();
+            QVERIFY(waitReadable(http));
+            QCOMPARE(condition([&] { http.ReadHttpHeaderLine(buffer, sizeof buffer, 5); }),
+                std::string(reply[0] == '\n' ? "(pch2)>m_pReadBuf" : "*(pch2 - 1)=='\\r'"));
+        }
+    }
+};
 
 QTEST_APPLESS_MAIN(TestBlockingSocket)
 #include "tst_blockingsocket.moc"

@@ -20,36 +20,6 @@ struct Run
     QString err;
 };
 
-QStringList toQt(const std::vector<std::string>& lines)
-{
-    QStringList list;
-    for (const std::string& line : lines)
-        list << QString::fromStdString(line);
-    return list;
-}
-
-// A script in short: "NNN text" answers the next command, "PASV[@h1,h2,h3,h4]" answers it with a
-// data listener, ">bytes" sends them as data and closes, "<" reads the data, "!NNN text" replies unasked.
-void play(ScriptedFtpServer& server, QStringList steps)
-{
-    if (steps.isEmpty() || !steps.first().startsWith("220"))
-        steps.prepend("220 ready");
-    server.send(steps.takeFirst().toStdString() + "\r\n");
-    for (const QString& step : steps) {
-        const std::string rest = step.mid(1).toStdString();
-        if (step.startsWith("PASV"))
-            server.expect().passive(step.contains('@') ? step.section('@', 1).toStdString() : "127,0,0,1");
-        else if (step.startsWith('>'))
-            server.sendData(rest).closeData();
-        else if (step == "<")
-            server.receiveData();
-        else if (step.startsWith('!'))
-            server.reply(rest);
-        else
-            server.answer(step.toStdString());
-    }
-}
-
 const QStringList logon{"331 pw", "230 ok", "250 cwd"};
 const QStringList loggedOn{"USER joe", "PASS pw", "CWD /"};
 
@@ -78,6 +48,7 @@ private:
         result.err = QString::fromLocal8Bit(process.readAllStandardError());
         return result;
     }
+
     static QStringList server(const ScriptedFtpServer& server)
     {
         return {"--host", "127.0.0.1", "--port", QString::number(server.port()), "--timeout", "30"};
@@ -86,284 +57,264 @@ private:
 
 private slots:
     void init() { QVERIFY(writeTestFile(local("keep.txt"), "precious")); }
-    void helpNamesEveryCommandAndOption();
-    void refusedBeforeAnySession_data();
-    void refusedBeforeAnySession();
-    void commands_data();
-    void commands();
-    void copyBetweenServers();
-    void passwordSources_data();
-    void passwordSources();
-    void interruptEndsEveryWait_data();
-    void interruptEndsEveryWait();
+    void helpNamesEveryCommandAndOption()
+    {
+        const Run help = run({"--help"});
+        QCOMPARE(help.exitCode, 0);
+        for (const char* word : {"list", "names", "get", "put", "delete", "mkdir", "rmdir", "rename", "size", "mdtm", "copy",
+                                 "--firewall-type", "--active", "--ascii", "--resume", "--unique", "--parsed", "--to-host",
+                                 "--netrc", "--use-pasv-address", "VETREL_FTP_PASSWORD", "Default: 21.", "Default: /."})
+            QVERIFY2(help.out.contains(word), word);
+    }
+
+    void refusedBeforeAnySession_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("error");
+
+        const QStringList host{"--host", "127.0.0.1"};
+        QTest::newRow("no command") << host << 2 << "no command given (see --help)";
+        QTest::newRow("unknown command") << host + QStringList{"fetch", "a"} << 2 << "unknown command: fetch";
+        QTest::newRow("no host") << QStringList{"size", "a"} << 2 << "--host is required";
+        QTest::newRow("too many arguments") << host + QStringList{"size", "a", "b"} << 2
+                                            << "size: wrong number of arguments (see --help)";
+        QTest::newRow("bad port") << host + QStringList{"--port", "99999", "size", "a"} << 2 << "--port: not a port: 99999";
+        QTest::newRow("bad time-out") << host + QStringList{"--timeout", "0", "size", "a"} << 2
+                                      << "--timeout: not a number of seconds: 0";
+        QTest::newRow("unknown firewall type") << host + QStringList{"--firewall-type", "WALL", "size", "a"} << 2
+                                               << "--firewall-type: unknown type: WALL";
+        QTest::newRow("firewall without its host") << host + QStringList{"--firewall-type", "3", "size", "a"} << 2
+                                                   << "--firewall-type needs --firewall-host";
+        QTest::newRow("--unique with get") << host + QStringList{"--unique", "get", "a"} << 2 << "--unique goes with put only";
+        QTest::newRow("--insecure without --tls") << host + QStringList{"--insecure", "size", "a"} << 2
+                                                  << "--insecure and --cacert go with --tls only";
+        QTest::newRow("copy without target") << host + QStringList{"copy", "a", "b"} << 2 << "copy needs --to-host";
+        QTest::newRow("unknown option") << QStringList{"--colour", "size", "a"} << 2 << "Unknown option 'colour'.";
+        QTest::newRow("connection refused") << host + QStringList{"--port", "1", "size", "x"} << 1
+                                            << "cannot log on to 127.0.0.1: connection refused";
+        QTest::newRow("--verbose adds the code") << host + QStringList{"--verbose", "--port", "1", "size", "x"} << 1
+                                                 << "cannot log on to 127.0.0.1: connection refused (Connect error 0x0000006f)";
+        QTest::newRow("host not found") << QStringList{"--host", "no-such-host.invalid", "size", "x"} << 1
+                                        << "cannot log on to no-such-host.invalid: host not found";
+    }
+    void refusedBeforeAnySession()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, error);
+        const Run result = run(arguments);
+        QTEST(result.exitCode, "exitCode");
+        // One line, the last one even when --verbose says more.
+        QVERIFY2(result.err.endsWith("vetrel-ftp: " + error + "\n"), qPrintable(result.err));
+        QVERIFY2(arguments.contains("--verbose") || result.err.count('\n') == 1, qPrintable(result.err));
+    }
+
+    void commands_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("script");
+        QTest::addColumn<QStringList>("expected"); // the commands; a trailing '*' matches any rest
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("out");
+        QTest::addColumn<QString>("err"); // the last line without "vetrel-ftp: ", or "~" and a part of it
+        QTest::addColumn<QString>("file"); // a local file and what it must hold afterwards
+        QTest::addColumn<QByteArray>("contents");
+
+        const auto row = [](const char* tag, const QStringList& arguments, const QStringList& script, const QStringList& expected,
+                            int exitCode, const QString& out, const QString& err = QString(), const QString& file = "keep.txt",
+                            const QByteArray& contents = "precious") {
+            QTest::newRow(tag) << arguments << script << expected << exitCode << out << err << file << contents;
+        };
+        const QString bye = "221 bye", quit = "QUIT", done = "!226 done";
+        row("size", {"size", "a.csv"}, logon + QStringList{"200 type", "213 1234", bye}, loggedOn + QStringList{"TYPE I", "SIZE a.csv", quit},
+            0, "1234\n");
+        row("mdtm", {"mdtm", "a.csv"}, logon + QStringList{"213 20240229235958", bye}, loggedOn + QStringList{"MDTM a.csv", quit},
+            0, "2024-02-29 23:59:58 UTC\n");
+        row("rename", {"rename", "a", "b"}, logon + QStringList{"350 go on", "250 ok", bye}, loggedOn + QStringList{"RNFR a", "RNTO b", quit}, 0, "");
+        row("mkdir", {"mkdir", "d"}, logon + QStringList{"257 made", bye}, loggedOn + QStringList{"MKD d", quit}, 0, "");
+        row("rmdir", {"rmdir", "d"}, logon + QStringList{"250 gone", bye}, loggedOn + QStringList{"RMD d", quit}, 0, "");
+        row("delete refused", {"delete", "f"}, logon + QStringList{"550 No such file."}, loggedOn + QStringList{"DELE f"}, 1, "",
+            "delete failed: 550 No such file.");
+        row("names", {"names"}, logon + QStringList{"200 type", "PASV", "150 here", ">a.csv\r\nb c.csv\r\n", done, bye},
+            loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\nb c.csv\n");
+        row("list, active", {"--active", "list", "pub"},
+            logon + QStringList{"200 type", "200 port", "150 here", ">-rw-r--r-- 1 o g 5 Jan 1 2009 x\r\n", done, bye},
+            loggedOn + QStringList{"TYPE A", "PORT 127,0,0,1,*", "LIST pub", quit}, 0, "-rw-r--r-- 1 o g 5 Jan 1 2009 x\n");
+        row("list, parsed", {"list", "--parsed"},
+            logon + QStringList{"502 no FEAT", "200 type", "PASV", "150 here",
+                                ">-rw-r--r-- 1 o g 1234 Mar 5 2009 a b.csv\r\ndrwxr-xr-x 2 o g 4096 Jan 1 2009 dir\r\n", done, bye},
+            loggedOn + QStringList{"FEAT", "TYPE A", "PASV", "LIST", quit}, 0,
+            "-           1234 2009-03-05       a b.csv\nd           4096 2009-01-01       dir\n");
+        row("get as text", {"--ascii", "get", "t.txt"},
+            logon + QStringList{"200 type", "550 no size", "PASV", "150 here", ">a\r\nb\r\n", done, bye},
+            loggedOn + QStringList{"TYPE A", "SIZE t.txt", "PASV", "RETR t.txt", quit}, 0, "", "", "t.txt", "a\nb\n");
+        row("failed get keeps the local file", {"get", "f", "keep.txt"},
+            logon + QStringList{"200 type", "213 3", "PASV", "550 No such file."},
+            loggedOn + QStringList{"TYPE I", "SIZE f", "PASV", "RETR f"}, 1, "", "get failed: 550 No such file.");
+        row("put", {"put", "keep.txt", "up.txt"}, logon + QStringList{"200 type", "PASV", "150 send", "<", "!226 stored", bye},
+            loggedOn + QStringList{"TYPE I", "PASV", "STOR up.txt", quit}, 0, "");
+        row("put --unique prints the name the server chose", {"--unique", "put", "keep.txt"},
+            logon + QStringList{"200 type", "PASV", "150 FILE: keep.txt.1", "<", "!226 stored", bye},
+            loggedOn + QStringList{"TYPE I", "PASV", "STOU*", quit}, 0, "150 FILE: keep.txt.1\n");
+        row("put --resume onto a longer remote file", {"--resume", "put", "keep.txt", "long.bin"},
+            logon + QStringList{"200 type", "213 100"}, loggedOn + QStringList{"TYPE I", "SIZE long.bin"}, 1, "",
+            "put failed: The remote file is longer than the local one; there is nothing to resume.");
+        row("wrong password", {"size", "x"}, {"331 pw", "530 Login incorrect."}, {"USER joe", "PASS pw"}, 1, "",
+            "cannot log on to 127.0.0.1: 530 Login incorrect.");
+        row("firewall type by its storage name, any case",
+            {"--firewall-type", "user_remoteid@fireid@remotehost", "--firewall-host", "127.0.0.1", "--firewall-port", "PORT",
+             "--firewall-user", "fw", "--firewall-password", "fp", "--host", "ftp.example", "--port", "21", "size", "a"},
+            logon + QStringList{"200 type", "213 1", bye},
+            {"USER joe@fw@ftp.example", "PASS pw@fp", "CWD /", "TYPE I", "SIZE a", quit}, 0, "1\n");
+        row("copy from a missing source leaves the target alone",
+            {"--to-host", "127.0.0.1", "--to-port", "1", "copy", "nothing", "x"}, logon + QStringList{"550 No such file."},
+            loggedOn + QStringList{"MDTM nothing"}, 1, "", "copy failed: 550 No such file.");
+        // A PASV reply naming another host where nothing listens.
+        row("passive data goes to the server, every reply line shown", {"--verbose", "names"},
+            QStringList{"!220-Welcome\r\n220 ready"} + logon + QStringList{"200 type", "PASV@127,0,0,2", "150 here", ">a.csv\r\n", done, bye},
+            loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\n", "~<- 220-Welcome\n<- 220 ready\n");
+        row("--use-pasv-address", {"--use-pasv-address", "names"}, logon + QStringList{"200 type", "PASV@127,0,0,2"},
+            loggedOn + QStringList{"TYPE A", "PASV"}, 1, "", "names failed: connection refused");
+    }
+    void commands()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, script);
+        QFETCH(QStringList, expected);
+        QFETCH(QString, out);
+        QFETCH(QString, err);
+        QFETCH(QString, file);
+        ScriptedFtpServer ftp(script);
+        ftp.start();
+        arguments.replaceInStrings("PORT", QString::number(ftp.port()));
+        const Run result = run(server(ftp) + QStringList{"--user", "joe", "--password", "pw"} + arguments);
+        ftp.waitFinished();
+        QTEST(result.exitCode, "exitCode");
+        QCOMPARE(result.out, out);
+        if (err.startsWith('~'))
+            QVERIFY2(result.err.contains(err.mid(1)), qPrintable(result.err));
+        else
+            QCOMPARE(result.err, err.isEmpty() ? err : "vetrel-ftp: " + err + "\n");
+        const QStringList sent = ftp.commands();
+        QCOMPARE(sent.size(), expected.size());
+        for (int i = 0; i < sent.size(); ++i)
+            QVERIFY2(expected[i].endsWith('*') ? sent[i].startsWith(expected[i].chopped(1)) : sent[i] == expected[i],
+                     qPrintable(sent.join(" | ")));
+        if (arguments.contains("put"))
+            QCOMPARE(ftp.receivedData(), QByteArray(result.exitCode ? "" : "precious"));
+        QTEST(readTestFile(local(file)), "contents");
+    }
+
+    void copyBetweenServers()
+    {
+        ScriptedFtpServer source(logon + QStringList{"213 20240101000000", "200 type", "227 Entering Passive Mode (127,0,0,1,19,137)",
+                                         "150 sending", "!226 sent", "221 bye"});
+        ScriptedFtpServer target({"331 pw", "230 ok", "250 cwd", "200 type", "200 port", "150 receiving", "!226 stored", "221 bye"});
+        source.start();
+        target.start();
+        const Run result = run(server(source) + QStringList{"--user", "joe", "--password", "pw", "--to-host", "127.0.0.1", "--to-port",
+                                                            QString::number(target.port()), "--to-user", "tom", "--to-password", "tp",
+                                                            "copy", "a", "b"});
+        source.waitFinished();
+        target.waitFinished();
+        QVERIFY2(result.exitCode == 0 && result.err.isEmpty(), qPrintable(result.err));
+        QCOMPARE(source.commands(), loggedOn + QStringList({"MDTM a", "TYPE I", "PASV", "RETR a", "QUIT"}));
+        QCOMPARE(target.commands(), (QStringList{"USER tom", "PASS tp", "CWD /", "TYPE I", "PORT 127,0,0,1,19,137", "STOR b", "QUIT"}));
+    }
+
+    void passwordSources_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<int>("exitCode");
+
+        QTest::newRow("environment") << "environment" << 0;
+        QTest::newRow("private .netrc") << "netrc 0600" << 0;
+        QTest::newRow(".netrc that others can read") << "netrc 0644" << 1;
+        QTest::newRow("prompt without echo") << "prompt" << 0;
+    }
+    void passwordSources()
+    {
+        QFETCH(QString, source);
+        QFETCH(int, exitCode);
+        ScriptedFtpServer ftp({"331 pw", "230 ok", "250 cwd", "200 type", "213 6", "221 bye"});
+        // The refusal comes before any connection.
+        if (exitCode == 0)
+            ftp.start();
+        QStringList arguments = server(ftp);
+        QTemporaryDir home;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("VETREL_FTP_PASSWORD");
+        environment.insert("HOME", home.path());
+        Run result;
+        if (source == "environment") {
+            environment.insert("VETREL_FTP_PASSWORD", "secret");
+            result = run(arguments + QStringList{"--user", "trader", "size", "six.bin"}, environment);
+        } else if (source.startsWith("netrc")) {
+            const QString netrc = home.filePath(".netrc");
+            QVERIFY(writeTestFile(netrc, "machine elsewhere login x password y\nmacdef init\ncd /\n\n"
+                                         "machine 127.0.0.1 login trader password secret\n"));
+            QVERIFY(QFile::setPermissions(netrc, source.endsWith("0600") ? QFile::ReadOwner | QFile::WriteOwner
+                                                                         : QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
+            result = run(arguments + QStringList{"--netrc", "size", "six.bin"}, environment);
+        } else {
+            // A terminal of its own: the program asks there, and must not show what is typed.
+            QProcess process;
+            process.setProcessEnvironment(environment);
+            const QString command = (QStringList{VETREL_FTP_PROGRAM} + arguments + QStringList{"--user", "trader", "size", "six.bin"}).join(' ');
+            process.start("script", {"-qec", command, "/dev/null"});
+            QVERIFY(process.waitForStarted());
+            QByteArray screen;
+            QTRY_VERIFY_WITH_TIMEOUT((screen += process.readAll()).contains("Password for trader@127.0.0.1:"), 30000);
+            process.write("secret\n");
+            QVERIFY(process.waitForFinished(60000));
+            result.exitCode = process.exitCode();
+            result.out = QString::fromLocal8Bit(screen + process.readAll());
+            QVERIFY2(!result.out.contains("secret"), qPrintable(result.out));
+        }
+        QTEST(result.exitCode, "exitCode");
+        if (exitCode != 0) {
+            QVERIFY2(result.err.contains("can be read by others"), qPrintable(result.err));
+            return;
+        }
+        QVERIFY2(result.out.contains("6\n") || result.out.contains("6\r\n"), qPrintable(result.out));
+        ftp.waitFinished();
+        QCOMPARE(ftp.commands().mid(0, 2), (QStringList{"USER trader", "PASS secret"}));
+    }
+
+    void interruptEndsEveryWait_data()
+    {
+        QTest::addColumn<bool>("greets");
+        QTest::newRow("waiting for the greeting") << false;
+        QTest::newRow("waiting for data") << true;
+    }
+    void interruptEndsEveryWait()
+    {
+        QFETCH(bool, greets);
+        ScriptedFtpServer ftp(greets ? QStringList{"230 ok", "250 ok", "200 type", "213 100", "PASV", "150 here"} : QStringList());
+        ftp.pause(8000);
+        ftp.start();
+
+        QProcess process;
+        process.setWorkingDirectory(m_localDir.path());
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QStringLiteral(VETREL_FTP_PROGRAM), server(ftp) + QStringList{"get", "report.csv", "keep.txt"});
+        QVERIFY(process.waitForStarted());
+        // Long enough for the program to be inside its wait.
+        QTest::qSleep(1000);
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+        QVERIFY(process.waitForFinished(20000));
+        // Far below the 30 s time-out the wait would otherwise run to; the margin is for a loaded machine.
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(process.readAll().trimmed().endsWith(": interrupted"));
+        QCOMPARE(readTestFile(local("keep.txt")), QByteArray("precious"));
+    }
 
 private:
     QTemporaryDir m_localDir;
 };
-
-void TestVetrelFtp::helpNamesEveryCommandAndOption()
-{
-    const Run help = run({"--help"});
-    QCOMPARE(help.exitCode, 0);
-    for (const char* word : {"list", "names", "get", "put", "delete", "mkdir", "rmdir", "rename", "size", "mdtm", "copy",
-                             "--firewall-type", "--active", "--ascii", "--resume", "--unique", "--parsed", "--to-host",
-                             "--netrc", "--use-pasv-address", "VETREL_FTP_PASSWORD", "Default: 21.", "Default: /."})
-        QVERIFY2(help.out.contains(word), word);
-}
-
-void TestVetrelFtp::refusedBeforeAnySession_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("error");
-
-    const QStringList host{"--host", "127.0.0.1"};
-    QTest::newRow("no command") << host << 2 << "no command given (see --help)";
-    QTest::newRow("unknown command") << host + QStringList{"fetch", "a"} << 2 << "unknown command: fetch";
-    QTest::newRow("no host") << QStringList{"size", "a"} << 2 << "--host is required";
-    QTest::newRow("too many arguments") << host + QStringList{"size", "a", "b"} << 2
-                                        << "size: wrong number of arguments (see --help)";
-    QTest::newRow("bad port") << host + QStringList{"--port", "99999", "size", "a"} << 2 << "--port: not a port: 99999";
-    QTest::newRow("bad time-out") << host + QStringList{"--timeout", "0", "size", "a"} << 2
-                                  << "--timeout: not a number of seconds: 0";
-    QTest::newRow("unknown firewall type") << host + QStringList{"--firewall-type", "WALL", "size", "a"} << 2
-                                           << "--firewall-type: unknown type: WALL";
-    QTest::newRow("firewall without its host") << host + QStringList{"--firewall-type", "3", "size", "a"} << 2
-                                               << "--firewall-type needs --firewall-host";
-    QTest::newRow("--unique with get") << host + QStringList{"--unique", "get", "a"} << 2 << "--unique goes with put only";
-    QTest::newRow("--insecure without --tls") << host + QStringList{"--insecure", "size", "a"} << 2
-                                              << "--insecure and --cacert go with --tls only";
-    QTest::newRow("copy without target") << host + QStringList{"copy", "a", "b"} << 2 << "copy needs --to-host";
-    QTest::newRow("unknown option") << QStringList{"--colour", "size", "a"} << 2 << "Unknown option 'colour'.";
-    QTest::newRow("connection refused") << host + QStringList{"--port", "1", "size", "x"} << 1
-                                        << "cannot log on to 127.0.0.1: connection refused";
-    QTest::newRow("--verbose adds the code") << host + QStringList{"--verbose", "--port", "1", "size", "x"} << 1
-                                             << "cannot log on to 127.0.0.1: connection refused (Connect error 0x0000006f)";
-    QTest::newRow("host not found") << QStringList{"--host", "no-such-host.invalid", "size", "x"} << 1
-                                    << "cannot log on to no-such-host.invalid: host not found";
-}
-
-void TestVetrelFtp::refusedBeforeAnySession()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, error);
-    const Run result = run(arguments);
-    QTEST(result.exitCode, "exitCode");
-    // One line, the last one even when --verbose says more.
-    QVERIFY2(result.err.endsWith("vetrel-ftp: " + error + "\n"), qPrintable(result.err));
-    QVERIFY2(arguments.contains("--verbose") || result.err.count('\n') == 1, qPrintable(result.err));
-}
-
-void TestVetrelFtp::commands_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QStringList>("script");
-    QTest::addColumn<QStringList>("expected"); // the commands; a trailing '*' matches any rest
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("out");
-    QTest::addColumn<QString>("err"); // the last line without "vetrel-ftp: ", or "~" and a part of it
-    QTest::addColumn<QString>("file"); // a local file and what it must hold afterwards
-    QTest::addColumn<QByteArray>("contents");
-
-    const auto row = [](const char* tag, const QStringList& arguments, const QStringList& script, const QStringList& expected,
-                        int exitCode, const QString& out, const QString& err = QString(), const QString& file = "keep.txt",
-                        const QByteArray& contents = "precious") {
-        QTest::newRow(tag) << arguments << script << expected << exitCode << out << err << file << contents;
-    };
-    const QString bye = "221 bye", quit = "QUIT", done = "!226 done";
-    row("size", {"size", "a.csv"}, logon + QStringList{"200 type", "213 1234", bye}, loggedOn + QStringList{"TYPE I", "SIZE a.csv", quit},
-        0, "1234\n");
-    row("mdtm", {"mdtm", "a.csv"}, logon + QStringList{"213 20240229235958", bye}, loggedOn + QStringList{"MDTM a.csv", quit},
-        0, "2024-02-29 23:59:58 UTC\n");
-    row("rename", {"rename", "a", "b"}, logon + QStringList{"350 go on", "250 ok", bye}, loggedOn + QStringList{"RNFR a", "RNTO b", quit}, 0, "");
-    row("mkdir", {"mkdir", "d"}, logon + QStringList{"257 made", bye}, loggedOn + QStringList{"MKD d", quit}, 0, "");
-    row("rmdir", {"rmdir", "d"}, logon + QStringList{"250 gone", bye}, loggedOn + QStringList{"RMD d", quit}, 0, "");
-    row("delete refused", {"delete", "f"}, logon + QStringList{"550 No such file."}, loggedOn + QStringList{"DELE f"}, 1, "",
-        "delete failed: 550 No such file.");
-    row("names", {"names"}, logon + QStringList{"200 type", "PASV", "150 here", ">a.csv\r\nb c.csv\r\n", done, bye},
-        loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\nb c.csv\n");
-    row("list, active", {"--active", "list", "pub"},
-        logon + QStringList{"200 type", "200 port", "150 here", ">-rw-r--r-- 1 o g 5 Jan 1 2009 x\r\n", done, bye},
-        loggedOn + QStringList{"TYPE A", "PORT 127,0,0,1,*", "LIST pub", quit}, 0, "-rw-r--r-- 1 o g 5 Jan 1 2009 x\n");
-    row("list, parsed", {"list", "--parsed"},
-        logon + QStringList{"502 no FEAT", "200 type", "PASV", "150 here",
-                            ">-rw-r--r-- 1 o g 1234 Mar 5 2009 a b.csv\r\ndrwxr-xr-x 2 o g 4096 Jan 1 2009 dir\r\n", done, bye},
-        loggedOn + QStringList{"FEAT", "TYPE A", "PASV", "LIST", quit}, 0,
-        "-           1234 2009-03-05       a b.csv\nd           4096 2009-01-01       dir\n");
-    row("get as text", {"--ascii", "get", "t.txt"},
-        logon + QStringList{"200 type", "550 no size", "PASV", "150 here", ">a\r\nb\r\n", done, bye},
-        loggedOn + QStringList{"TYPE A", "SIZE t.txt", "PASV", "RETR t.txt", quit}, 0, "", "", "t.txt", "a\nb\n");
-    row("failed get keeps the local file", {"get", "f", "keep.txt"},
-        logon + QStringList{"200 type", "213 3", "PASV", "550 No such file."},
-        loggedOn + QStringList{"TYPE I", "SIZE f", "PASV", "RETR f"}, 1, "", "get failed: 550 No such file.");
-    row("put", {"put", "keep.txt", "up.txt"}, logon + QStringList{"200 type", "PASV", "150 send", "<", "!226 stored", bye},
-        loggedOn + QStringList{"TYPE I", "PASV", "STOR up.txt", quit}, 0, "");
-    row("put --unique prints the name the server chose", {"--unique", "put", "keep.txt"},
-        logon + QStringList{"200 type", "PASV", "150 FILE: keep.txt.1", "<", "!226 stored", bye},
-        loggedOn + QStringList{"TYPE I", "PASV", "STOU*", quit}, 0, "150 FILE: keep.txt.1\n");
-    row("put --resume onto a longer remote file", {"--resume", "put", "keep.txt", "long.bin"},
-        logon + QStringList{"200 type", "213 100"}, loggedOn + QStringList{"TYPE I", "SIZE long.bin"}, 1, "",
-        "put failed: The remote file is longer than the local one; there is nothing to resume.");
-    row("wrong password", {"size", "x"}, {"331 pw", "530 Login incorrect."}, {"USER joe", "PASS pw"}, 1, "",
-        "cannot log on to 127.0.0.1: 530 Login incorrect.");
-    row("firewall type by its storage name, any case",
-        {"--firewall-type", "user_remoteid@fireid@remotehost", "--firewall-host", "127.0.0.1", "--firewall-port", "PORT",
-         "--firewall-user", "fw", "--firewall-password", "fp", "--host", "ftp.example", "--port", "21", "size", "a"},
-        logon + QStringList{"200 type", "213 1", bye},
-        {"USER joe@fw@ftp.example", "PASS pw@fp", "CWD /", "TYPE I", "SIZE a", quit}, 0, "1\n");
-    row("copy from a missing source leaves the target alone",
-        {"--to-host", "127.0.0.1", "--to-port", "1", "copy", "nothing", "x"}, logon + QStringList{"550 No such file."},
-        loggedOn + QStringList{"MDTM nothing"}, 1, "", "copy failed: 550 No such file.");
-    // A PASV reply naming another host where nothing listens.
-    row("passive data goes to the server, every reply line shown", {"--verbose", "names"},
-        QStringList{"220-Welcome\r\n220 ready"} + logon + QStringList{"200 type", "PASV@127,0,0,2", "150 here", ">a.csv\r\n", done, bye},
-        loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\n", "~<- 220-Welcome\n<- 220 ready\n");
-    row("--use-pasv-address", {"--use-pasv-address", "names"}, logon + QStringList{"200 type", "PASV@127,0,0,2"},
-        loggedOn + QStringList{"TYPE A", "PASV"}, 1, "", "names failed: connection refused");
-}
-
-void TestVetrelFtp::commands()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QStringList, script);
-    QFETCH(QStringList, expected);
-    QFETCH(QString, out);
-    QFETCH(QString, err);
-    QFETCH(QString, file);
-    ScriptedFtpServer ftp;
-    play(ftp, script);
-    ftp.start();
-    arguments.replaceInStrings("PORT", QString::number(ftp.port()));
-    const Run result = run(server(ftp) + QStringList{"--user", "joe", "--password", "pw"} + arguments);
-    ftp.waitFinished();
-    QTEST(result.exitCode, "exitCode");
-    QCOMPARE(result.out, out);
-    if (err.startsWith('~'))
-        QVERIFY2(result.err.contains(err.mid(1)), qPrintable(result.err));
-    else
-        QCOMPARE(result.err, err.isEmpty() ? err : "vetrel-ftp: " + err + "\n");
-    const QStringList sent = toQt(ftp.commands());
-    QCOMPARE(sent.size(), expected.size());
-    for (int i = 0; i < sent.size(); ++i)
-        QVERIFY2(expected[i].endsWith('*') ? sent[i].startsWith(expected[i].chopped(1)) : sent[i] == expected[i],
-                 qPrintable(sent.join(" | ")));
-    if (arguments.contains("put"))
-        QCOMPARE(QByteArray::fromStdString(ftp.receivedData()), QByteArray(result.exitCode ? "" : "precious"));
-    QTEST(readTestFile(local(file)), "contents");
-}
-
-void TestVetrelFtp::copyBetweenServers()
-{
-    ScriptedFtpServer source, target;
-    play(source, logon + QStringList{"213 20240101000000", "200 type", "227 Entering Passive Mode (127,0,0,1,19,137)",
-                                     "150 sending", "!226 sent", "221 bye"});
-    play(target, {"331 pw", "230 ok", "250 cwd", "200 type", "200 port", "150 receiving", "!226 stored", "221 bye"});
-    source.start();
-    target.start();
-    const Run result = run(server(source) + QStringList{"--user", "joe", "--password", "pw", "--to-host", "127.0.0.1", "--to-port",
-                                                        QString::number(target.port()), "--to-user", "tom", "--to-password", "tp",
-                                                        "copy", "a", "b"});
-    source.waitFinished();
-    target.waitFinished();
-    QVERIFY2(result.exitCode == 0 && result.err.isEmpty(), qPrintable(result.err));
-    QCOMPARE(toQt(source.commands()), loggedOn + QStringList({"MDTM a", "TYPE I", "PASV", "RETR a", "QUIT"}));
-    QCOMPARE(toQt(target.commands()), (QStringList{"USER tom", "PASS tp", "CWD /", "TYPE I", "PORT 127,0,0,1,19,137", "STOR b", "QUIT"}));
-}
-
-void TestVetrelFtp::passwordSources_data()
-{
-    QTest::addColumn<QString>("source");
-    QTest::addColumn<int>("exitCode");
-
-    QTest::newRow("environment") << "environment" << 0;
-    QTest::newRow("private .netrc") << "netrc 0600" << 0;
-    QTest::newRow(".netrc that others can read") << "netrc 0644" << 1;
-    QTest::newRow("prompt without echo") << "prompt" << 0;
-}
-
-void TestVetrelFtp::passwordSources()
-{
-    QFETCH(QString, source);
-    QFETCH(int, exitCode);
-    ScriptedFtpServer ftp;
-    play(ftp, {"331 pw", "230 ok", "250 cwd", "200 type", "213 6", "221 bye"});
-    // The refusal comes before any connection.
-    if (exitCode == 0)
-        ftp.start();
-    QStringList arguments = server(ftp);
-    QTemporaryDir home;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove("VETREL_FTP_PASSWORD");
-    environment.insert("HOME", home.path());
-    Run result;
-    if (source == "environment") {
-        environment.insert("VETREL_FTP_PASSWORD", "secret");
-        result = run(arguments + QStringList{"--user", "trader", "size", "six.bin"}, environment);
-    } else if (source.startsWith("netrc")) {
-        const QString netrc = home.filePath(".netrc");
-        QVERIFY(writeTestFile(netrc, "machine elsewhere login x password y\nmacdef init\ncd /\n\n"
-                                     "machine 127.0.0.1 login trader password secret\n"));
-        QVERIFY(QFile::setPermissions(netrc, source.endsWith("0600") ? QFile::ReadOwner | QFile::WriteOwner
-                                                                     : QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-        result = run(arguments + QStringList{"--netrc", "size", "six.bin"}, environment);
-    } else {
-        // A terminal of its own: the program asks there, and must not show what is typed.
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        const QString command = (QStringList{VETREL_FTP_PROGRAM} + arguments + QStringList{"--user", "trader", "size", "six.bin"}).join(' ');
-        process.start("script", {"-qec", command, "/dev/null"});
-        QVERIFY(process.waitForStarted());
-        QByteArray screen;
-        QTRY_VERIFY_WITH_TIMEOUT((screen += process.readAll()).contains("Password for trader@127.0.0.1:"), 30000);
-        process.write("secret\n");
-        QVERIFY(process.waitForFinished(60000));
-        result.exitCode = process.exitCode();
-        result.out = QString::fromLocal8Bit(screen + process.readAll());
-        QVERIFY2(!result.out.contains("secret"), qPrintable(result.out));
-    }
-    QTEST(result.exitCode, "exitCode");
-    if (exitCode != 0) {
-        QVERIFY2(result.err.contains("can be read by others"), qPrintable(result.err));
-        return;
-    }
-    QVERIFY2(result.out.contains("6\n") || result.out.contains("6\r\n"), qPrintable(result.out));
-    ftp.waitFinished();
-    QCOMPARE(toQt(ftp.commands()).mid(0, 2), (QStringList{"USER trader", "PASS secret"}));
-}
-
-void TestVetrelFtp::interruptEndsEveryWait_data()
-{
-    QTest::addColumn<bool>("greets");
-    QTest::newRow("waiting for the greeting") << false;
-    QTest::newRow("waiting for data") << true;
-}
-
-void TestVetrelFtp::interruptEndsEveryWait()
-{
-    QFETCH(bool, greets);
-    ScriptedFtpServer ftp;
-    if (greets)
-        play(ftp, {"230 ok", "250 ok", "200 type", "213 100", "PASV", "150 here"});
-    ftp.pause(8000);
-    ftp.start();
-
-    QProcess process;
-    process.setWorkingDirectory(m_localDir.path());
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(VETREL_FTP_PROGRAM), server(ftp) + QStringList{"get", "report.csv", "keep.txt"});
-    QVERIFY(process.waitForStarted());
-    // Long enough for the program to be inside its wait.
-    QTest::qSleep(1000);
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
-    QVERIFY(process.waitForFinished(20000));
-    // Far below the 30 s time-out the wait would otherwise run to; the margin is for a loaded machine.
-    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(process.exitCode(), 1);
-    QVERIFY(process.readAll().trimmed().endsWith(": interrupted"));
-    QCOMPARE(readTestFile(local("keep.txt")), QByteArray("precious"));
-}
 
 QTEST_GUILESS_MAIN(TestVetrelFtp)
 #include "tst_vetrelftp.moc"
