@@ -40,7 +40,6 @@ struct SelectorMarket
                     { "flags", flags }, { "position", position ? 1 : 0 }, { "rfs", rfs ? 1 : 0 } });
     }
 
-    // Adds the session or replaces its status.
     void setSession(int stockId, int sessionId, const char *status) const
     {
         table(QStringLiteral("sessions"))

@@ -36,18 +36,13 @@ private:
     Decoder *m_decoder = nullptr;
 };
 
-namespace
-{
-
 // What a model filled at once from the tables as they are now shows.
 template<typename Model>
-QStringList filledNow()
+static QStringList filledNow()
 {
     Model model;
     model.populate();
     return rowTexts(model);
-}
-
 }
 
 void TestSelectorRefills::init()

@@ -3,7 +3,6 @@
 #include <QTest>
 
 #include <algorithm>
-#include <functional>
 #include <numeric>
 #include <random>
 
@@ -43,14 +42,6 @@ QStringList randomTexts(const QString &alphabet, const QString &prefix, int maxL
     return texts;
 }
 
-std::vector<int> stableSorted(int count, const std::function<bool(int, int)> &less)
-{
-    std::vector<int> order(static_cast<size_t>(count));
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), less);
-    return order;
-}
-
 }
 
 void TestRowOrder::caseInsensitiveOrderAgreesWithQString_data()
@@ -65,7 +56,6 @@ void TestRowOrder::caseInsensitiveOrderAgreesWithQString_data()
     // Deseret letters fold across a surrogate pair; sharp s folds to itself.
     QTest::newRow("surrogates, sharp s, NUL, U+FFFF")
         << QString::fromUtf8("a\U00010400\U00010428\u00dfS") + QChar(0) + QChar(0xffff) << QString() << 7;
-    QTest::newRow("empty and one letter") << QStringLiteral("q") << QString() << 1;
 }
 
 void TestRowOrder::caseInsensitiveOrderAgreesWithQString()
@@ -75,7 +65,9 @@ void TestRowOrder::caseInsensitiveOrderAgreesWithQString()
     QFETCH(int, maxLength);
     const QStringList texts = randomTexts(alphabet, prefix, maxLength, 5000);
     const auto textOf = [&](int i) -> const QString & { return texts.at(i); };
-    const std::vector<int> expected = stableSorted(texts.size(),
+    std::vector<int> expected(size_t(texts.size()));
+    std::iota(expected.begin(), expected.end(), 0);
+    std::stable_sort(expected.begin(), expected.end(),
         [&](int a, int b) { return texts.at(a).compare(texts.at(b), Qt::CaseInsensitive) < 0; });
     QCOMPARE(RowOrder::caseInsensitiveOrder(texts.size(), textOf), expected);
 }
