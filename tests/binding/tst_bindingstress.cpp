@@ -1,6 +1,6 @@
 // Random forms edited at random: after every step each widget still bound
 // shows the stored value of its name. The seed is printed; VETREL_STRESS_SEED
-// replays a run and VETREL_STRESS_STEPS sets its length.
+// replays a run.
 #include <vetrel/checkbox.h>
 #include <vetrel/dateedit.h>
 #include <vetrel/groupbox.h>
@@ -25,24 +25,19 @@ private slots:
         const uint seed = qEnvironmentVariableIsSet("VETREL_STRESS_SEED")
             ? qgetenv("VETREL_STRESS_SEED").toUInt()
             : std::random_device()();
-        const int steps = qEnvironmentVariableIsSet("VETREL_STRESS_STEPS")
-            ? qEnvironmentVariableIntValue("VETREL_STRESS_STEPS")
-            : 10000;
-        qInfo("seed %u, %d steps (VETREL_STRESS_SEED=%u replays this run)", seed, steps, seed);
+        qInfo("seed %u (VETREL_STRESS_SEED=%u replays this run)", seed, seed);
         m_random.seed(seed);
         Properties properties;
         m_properties = &properties;
         makeForm();
 
-        int edits = 0;
-        for (int step = 0; step < steps; ++step) {
+        for (int step = 0; step < 10000; ++step) {
             m_bound.erase(
                 std::remove_if(m_bound.begin(), m_bound.end(), [](const Bound &b) { return !b.widget; }),
                 m_bound.end());
             const int action = pick(100);
             if (action < 55 && !m_bound.isEmpty()) {
                 userEdit(pickFrom(m_bound));
-                ++edits;
             } else if (action < 75) {
                 setRandomValues();
             } else if (action < 78) {
@@ -60,14 +55,12 @@ private slots:
             QVERIFY2(wrong.isEmpty(),
                 qPrintable(QStringLiteral("step %1, seed %2: %3").arg(step).arg(seed).arg(wrong)));
         }
-        qInfo("%d steps in step, %d of them user edits", steps, edits);
         for (const QPointer<QWidget> &form : qAsConst(m_forms))
             delete form.data();
     }
 
 private:
-    // The first letter of a binding name says which widgets share it, so that
-    // every widget of a name can show every value stored under it.
+    // A name's first letter picks its widgets' kind, so each can show every value stored.
     const QStringList m_names = QStringLiteral("T0 T1 N0 Q0 C0 R0 R1 D0").split(QLatin1Char(' '));
     const QStringList m_radioValues = QStringLiteral("r1 r2 r3").split(QLatin1Char(' '));
 
@@ -86,55 +79,35 @@ private:
 
     QString randomValue(QChar kind)
     {
-        switch (kind.unicode()) {
-        case 'T': {
-            QString text;
-            for (int i = pick(5); i > 0; --i)
-                text += QChar(u'a' + pick(26));
-            return text;
-        }
-        case 'N':
-            return QStringLiteral("%1.%2").arg(pick(200000) - 100000).arg(pick(100), 2, 10, QLatin1Char('0'));
-        case 'Q':
-            return QString::number(pick(100000));
-        case 'C':
-            return pick(2) ? QStringLiteral("Y") : QStringLiteral("N");
-        case 'R':
-            return pickFrom(m_radioValues);
-        default:
-            return QDate(1950 + pick(100), 1 + pick(12), 1 + pick(28)).toString(QStringLiteral("yyyy.MM.dd"))
-                + QStringLiteral(" 00:00:00.000");
-        }
+        QString text;
+        for (int i = pick(5); i > 0; --i)
+            text += QChar(u'a' + pick(26));
+        const QDate date(1950 + pick(100), 1 + pick(12), 1 + pick(28));
+        return kind == u'T' ? text
+            : kind == u'N'  ? QStringLiteral("%1.%2").arg(pick(200000) - 100000).arg(10 + pick(90))
+            : kind == u'Q'  ? QString::number(pick(100000))
+            : kind == u'C'  ? QString(pick(2) ? u'Y' : u'N')
+            : kind == u'R'  ? pickFrom(m_radioValues)
+                            : date.toString(QStringLiteral("yyyy.MM.dd")) + QStringLiteral(" 00:00:00.000");
     }
 
     QWidget *makeWidget(const QString &name, QWidget *parent)
     {
-        QWidget *widget = nullptr;
-        switch (name.at(0).unicode()) {
-        case 'T':
-            widget = new LineEdit(parent);
-            break;
-        case 'N':
-            widget = new NumberEditor(parent, 2);
-            break;
-        case 'Q':
-            widget = new QuantityEditor(parent);
-            break;
-        case 'C':
-            widget = new CheckBox(parent);
+        const QChar kind = name.at(0);
+        QWidget *widget = kind == u'T' ? new LineEdit(parent)
+            : kind == u'N'             ? new NumberEditor(parent, 2)
+            : kind == u'Q'             ? new QuantityEditor(parent)
+            : kind == u'C'             ? new CheckBox(parent)
+            : kind == u'R'             ? new RadioButton(parent)
+                                       : static_cast<QWidget *>(new DateEdit(parent));
+        widget->setProperty("field", name);
+        if (kind == u'C') {
             widget->setProperty("value_checked", QStringLiteral("Y"));
             widget->setProperty("value_unchecked", QStringLiteral("N"));
-            break;
-        case 'R':
-            widget = new RadioButton(parent);
-            widget->setProperty("value", pickFrom(m_radioValues));
-            static_cast<RadioButton *>(widget)->setAutoExclusive(false);
-            break;
-        default:
-            widget = new DateEdit(parent);
-            break;
+        } else if (auto *radio = qobject_cast<RadioButton *>(widget)) {
+            radio->setProperty("value", pickFrom(m_radioValues));
+            radio->setAutoExclusive(false);
         }
-        widget->setProperty("field", name);
         return widget;
     }
 
@@ -192,19 +165,20 @@ private:
         }
     }
 
+    // The forms and the widgets in them: all of them, or only the forms' direct children.
+    QList<QWidget *> widgets(Qt::FindChildOptions options) const
+    {
+        QList<QWidget *> found;
+        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
+            if (form)
+                found << form.data() << form->findChildren<QWidget *>(QString(), options);
+        }
+        return found;
+    }
+
     void disconnectRandomSubtree()
     {
-        QList<QWidget *> roots;
-        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
-            if (!form)
-                continue;
-            roots << form.data();
-            for (GroupBox *group : form->findChildren<GroupBox *>())
-                roots << group;
-        }
-        for (const Bound &bound : qAsConst(m_bound))
-            roots << bound.widget;
-        roots.removeAll(nullptr);
+        const QList<QWidget *> roots = widgets(Qt::FindChildrenRecursively);
         if (roots.isEmpty())
             return;
         QWidget *root = pickFrom(roots);
@@ -222,12 +196,7 @@ private:
 
     void destroyRandomWidget()
     {
-        QList<QWidget *> candidates;
-        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
-            if (form)
-                candidates << form.data()
-                           << form->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
-        }
+        const QList<QWidget *> candidates = widgets(Qt::FindDirectChildrenOnly);
         if (!candidates.isEmpty())
             delete pickFrom(candidates);
     }

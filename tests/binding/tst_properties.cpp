@@ -20,13 +20,6 @@ void countWarnings(QtMsgType type, const QMessageLogContext &context, const QStr
     testHandler(type, context, text);
 }
 
-QString debugText(const QObject *object)
-{
-    QString text;
-    QDebug(&text).nospace() << object;
-    return text;
-}
-
 QString stored(const Properties &properties, const char *name)
 {
     return properties.values().value(QLatin1String(name)).toString();
@@ -92,17 +85,6 @@ Q_SIGNALS:
     void betaChanged();
 };
 
-class OddBox : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("Properties", "other")
-    Q_PROPERTY(QString Beta MEMBER beta NOTIFY betaChanged)
-public:
-    QString beta;
-Q_SIGNALS:
-    void betaChanged();
-};
-
 // Several properties, the main one found as USER, like a selector box.
 class SelectorBox : public QObject
 {
@@ -119,9 +101,8 @@ Q_SIGNALS:
     void boardCodeChanged();
 };
 
-// A variant Value and no USER property, answering a write the way real
-// widgets do: keeping it, reformatting it (a price shown with two decimals),
-// never settling (every write comes back longer), or deleting another bound
+// A variant Value and no USER property, answering a write by keeping it, by
+// never settling (every write comes back longer), or by deleting another bound
 // object in the middle of a propagation.
 class ReactingBox : public QObject
 {
@@ -132,7 +113,6 @@ public:
     enum Reaction
     {
         Keep,
-        Format,
         Grow,
         Kill
     };
@@ -143,9 +123,7 @@ public:
     void setValue(const QVariant &given)
     {
         const QVariant old = value;
-        value = reaction == Format ? QString::number(given.toDouble(), 'f', 2)
-            : reaction == Grow     ? QVariant(given.toString() + QLatin1Char('+'))
-                                   : given;
+        value = reaction == Grow ? QVariant(given.toString() + QLatin1Char('+')) : given;
         delete victim;
         victim = nullptr;
         if (value != old)
@@ -195,65 +173,36 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 2);
     }
 
-    void reformattingSettles()
-    {
-        warnings = 0;
-        QWidget form;
-        LineEdit *edit = fieldEdit(&form, "Price");
-        ReactingBox formatter(ReactingBox::Format);
-        formatter.setProperty("field", QStringLiteral("Price"));
-        Properties properties;
-        properties.connectAll(&form);
-        properties.connectAll(&formatter);
-
-        // Pasted in one go, as typing would be reformatted keystroke by keystroke.
-        edit->setText(QStringLiteral("1.5"));
-        emit edit->textEdited(edit->text());
-        QCOMPARE(formatter.text(), QStringLiteral("1.50"));
-        QCOMPARE(edit->text(), QStringLiteral("1.50"));
-        QCOMPARE(stored(properties, "Price"), QStringLiteral("1.50"));
-        QCOMPARE(warnings, 0);
-    }
-
-    void dateEditBesideLineEdit_data()
-    {
-        QTest::addColumn<bool>("dateEditFirst");
-        QTest::newRow("line edit bound first") << false;
-        QTest::newRow("date edit bound first") << true;
-    }
-
     // The date editor rewrites what it is given: a value in another notation
-    // comes back spelt out, a half-typed one comes back empty.
+    // comes back spelt out (to the line edit that was typed into, too), a
+    // half-typed one comes back empty. Bound last, it is written first, and
+    // its answer must not be overwritten by the rest of the outer pass.
     void dateEditBesideLineEdit()
     {
-        QFETCH(bool, dateEditFirst);
-        QWidget form;
-        auto *date = new DateEdit(&form);
-        auto *edit = new LineEdit(&form);
+        LineEdit edit;
+        DateEdit date;
         Properties properties;
-        properties.connectOne(
-            QStringLiteral("Day"), dateEditFirst ? static_cast<QObject *>(date) : edit, "Value");
-        properties.connectOne(
-            QStringLiteral("Day"), dateEditFirst ? static_cast<QObject *>(edit) : date, "Value");
+        properties.connectOne(QStringLiteral("Day"), &edit, "Value");
+        properties.connectOne(QStringLiteral("Day"), &date, "Value");
 
         const QString canonical = QStringLiteral("2024.02.01 00:00:00.000");
         properties.setValue(QStringLiteral("Day"), QStringLiteral("2024-02-01"));
         QCOMPARE(stored(properties, "Day"), canonical);
-        QCOMPARE(edit->text(), canonical);
-        QCOMPARE(date->getValue(), canonical);
+        QCOMPARE(edit.text(), canonical);
+        QCOMPARE(date.getValue(), canonical);
 
         // Every keystroke stays, although the date editor can make nothing of it.
-        edit->selectAll();
-        QTest::keyClicks(edit, QStringLiteral("2024.03"));
-        QCOMPARE(edit->text(), QStringLiteral("2024.03"));
+        edit.selectAll();
+        QTest::keyClicks(&edit, QStringLiteral("2024.03"));
+        QCOMPARE(edit.text(), QStringLiteral("2024.03"));
         QCOMPARE(stored(properties, "Day"), QStringLiteral("2024.03"));
-        QCOMPARE(date->getValue(), QString());
+        QCOMPARE(date.getValue(), QString());
 
-        QTest::keyClicks(edit, QStringLiteral(".05"));
+        QTest::keyClicks(&edit, QStringLiteral(".05"));
         const QString march = QStringLiteral("2024.03.05 00:00:00.000");
         QCOMPARE(stored(properties, "Day"), march);
-        QCOMPARE(edit->text(), march);
-        QCOMPARE(date->getValue(), march);
+        QCOMPARE(edit.text(), march);
+        QCOMPARE(date.getValue(), march);
     }
 
     void runawayCascadeStops()
@@ -273,37 +222,20 @@ private Q_SLOTS:
             QCOMPARE(warnings, round + 1);
             QVERIFY(a.text().startsWith(QLatin1String("x+")));
         }
-
-        // Ordinary propagation still goes through after a stopped cascade.
-        PriceForm price;
-        properties.connectAll(&price.form);
-        QTest::keyClicks(price.first, QStringLiteral("3"));
-        QCOMPARE(price.second->text(), QStringLiteral("3"));
-        QCOMPARE(warnings, 2);
     }
 
-    void initialValues_data()
+    // Stored values reach newly bound widgets elsewhere; here nothing is
+    // stored, and the first widget bound gives the value to the others.
+    void firstWidgetGivesTheValue()
     {
-        QTest::addColumn<QString>("preset");
-        QTest::newRow("stored value wins over the widgets'") << QStringLiteral("7");
-        QTest::newRow("first widget bound gives it") << QString();
-    }
-
-    void initialValues()
-    {
-        QFETCH(QString, preset);
         PriceForm price;
+        price.first->setText(QStringLiteral("7"));
         price.second->setText(QStringLiteral("stale"));
-        Properties properties(preset.isNull() ? Values() : Values { { QStringLiteral("Price"), preset } });
+        Properties properties;
         QSignalSpy changed(&properties, &Properties::hasChanged);
-        QCoreApplication::processEvents();
-        changed.clear();
-
         properties.connectAll(&price.form);
-        const QString expected = preset.isNull() ? QString() : preset;
-        QCOMPARE(properties.values().value(QStringLiteral("Price")), QVariant(expected));
-        QCOMPARE(price.first->text(), expected);
-        QCOMPARE(price.second->text(), expected);
+        QCOMPARE(stored(properties, "Price"), QStringLiteral("7"));
+        QCOMPARE(price.second->text(), QStringLiteral("7"));
         QCoreApplication::processEvents();
         QCOMPARE(changed.count(), 0); // binding alone schedules nothing
     }
@@ -321,8 +253,7 @@ private Q_SLOTS:
         QTest::newRow("super binds the base's own") << 2 << QStringList { "Gamma" } << QStringList { "Gamma" };
         QTest::newRow("inherited thisOnly binds only the subclass's")
             << 3 << QStringList { "Gamma" } << QStringList { "Gamma" };
-        QTest::newRow("unknown value walks children only") << 4 << QStringList { "Child" } << QStringList();
-        QTest::newRow("no class info walks children only") << 5 << QStringList { "Child" } << QStringList();
+        QTest::newRow("no class info walks children only") << 4 << QStringList { "Child" } << QStringList();
     }
 
     void classInfoWalk()
@@ -336,7 +267,6 @@ private Q_SLOTS:
             []() -> QObject * { return new ThisBox; },
             []() -> QObject * { return new SuperBox; },
             []() -> QObject * { return new InheritingBox; },
-            []() -> QObject * { return new OddBox; },
             []() -> QObject * { return new QObject; },
         };
         const QScopedPointer<QObject> root(make[kind]());
@@ -347,7 +277,6 @@ private Q_SLOTS:
         QCOMPARE(properties.connectAll(root.data()), true);
         QCOMPARE(properties.values().keys(), names);
         QCOMPARE(QStringList(properties.objectProperty(root.data())), rootNames);
-        QCOMPARE(properties.objectProperty(child).isEmpty(), !names.contains(QStringLiteral("Child")));
     }
 
     void renaming_data()
@@ -357,8 +286,6 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("names");
         QTest::addColumn<QString>("idName");
 
-        QTest::newRow("none") << QString() << QString() << QStringList { "BoardCode", "StockCode", "StockId" }
-                              << "StockId";
         QTest::newRow("field renames the USER property")
             << "Stock" << QString() << QStringList { "BoardCode", "Stock", "StockCode" } << "Stock";
         QTest::newRow("fields") << QString() << "Stock=StockCode Board=BoardCode"
@@ -396,19 +323,9 @@ private Q_SLOTS:
         QCOMPARE(box.stockId, QStringLiteral("43"));
     }
 
-    void writeOnlyAndVariantProperties()
+    // With no USER property "field" renames Value; a variant is stored as text.
+    void variantValueWithoutUserProperty()
     {
-        Properties properties(Values { { QStringLiteral("Plain"), QStringLiteral("given") } });
-        ThisOnlyBox box;
-        properties.connectAll(&box);
-        QCOMPARE(box.plain, QStringLiteral("given"));
-        properties.setValue(QStringLiteral("Plain"), QStringLiteral("next"));
-        QCOMPARE(box.plain, QStringLiteral("next"));
-        box.setProperty("Plain", QStringLiteral("own"));
-        QCOMPARE(stored(properties, "Plain"), QStringLiteral("next"));
-
-        // With no USER property "field" renames Value. Variant properties get
-        // text in, and report text out.
         Properties empty;
         ReactingBox variant;
         variant.value = 3;
@@ -416,9 +333,7 @@ private Q_SLOTS:
         QVERIFY(empty.connectAll(&variant));
         QCOMPARE(empty.values().value(QStringLiteral("Price")), QVariant(QStringLiteral("3")));
         empty.setValue(QStringLiteral("Price"), QStringLiteral("4"));
-        QCOMPARE(variant.value.userType(), int(QMetaType::QString));
-        variant.setProperty("Value", QVariant(1.25));
-        QCOMPARE(empty.values().value(QStringLiteral("Price")), QVariant(QStringLiteral("1.25")));
+        QCOMPARE(variant.text(), QStringLiteral("4"));
     }
 
     void connectOneByNameAndWarnings()
@@ -427,15 +342,14 @@ private Q_SLOTS:
         ThisBox box;
         box.beta = QStringLiteral("b");
 
-        const QString notFound
-            = QStringLiteral(": property \"Nope\" not found for object ") + debugText(&box);
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("Properties::connect") + notFound));
+        // A misspelt property must not pass silently.
+        const QRegularExpression notFound(
+            QStringLiteral("^Properties::(dis)?connect: property \"Nope\" not found for object ThisBox"));
+        QTest::ignoreMessage(QtWarningMsg, notFound);
         QCOMPARE(properties.connectOne(QStringLiteral("N"), &box, "Nope"), false);
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("Properties::disconnect") + notFound));
+        QTest::ignoreMessage(QtWarningMsg, notFound);
         QCOMPARE(properties.disconnectOne(&box, "Nope"), false);
-        QVERIFY(properties.values().isEmpty());
         QCOMPARE(properties.connectAll(nullptr), false);
-        QCOMPARE(properties.disconnectAll(nullptr), false);
 
         QVERIFY(properties.connectOne(&box, "Beta"));
         QCOMPARE(stored(properties, "Beta"), QStringLiteral("b"));
@@ -445,17 +359,19 @@ private Q_SLOTS:
         QCOMPARE(stored(properties, "Beta"), QStringLiteral("b"));
     }
 
-    void resetCallsResetFunctions()
+    // Write-only properties take the stored value when bound; reset() calls
+    // the RESET functions of stored names only, and announces nothing.
+    void writeOnlyAndReset()
     {
+        Properties properties(Values { { QStringLiteral("P"), QStringLiteral("v") } });
+        QSignalSpy changed(&properties, &Properties::hasChanged);
+        QVERIFY(changed.wait());
         ThisOnlyBox first, second, unstored;
-        Properties properties;
         properties.connectOne(QStringLiteral("P"), &first, "Plain");
         properties.connectOne(QStringLiteral("P"), &second, "Plain");
         properties.connectOne(QStringLiteral("Q"), &unstored, "Plain");
         properties.connectOne(QStringLiteral("A"), &first, "Alpha");
-        properties.setValue(QStringLiteral("P"), QStringLiteral("v"));
-        QSignalSpy changed(&properties, &Properties::hasChanged);
-        QVERIFY(changed.wait());
+        QCOMPARE(second.plain, QStringLiteral("v"));
         changed.clear();
 
         properties.reset();
@@ -467,16 +383,12 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 0);
     }
 
-    void disconnectAllAsymmetries()
+    void disconnectAllStopsReports()
     {
-        SuperBox super;
         PriceForm price;
         Properties properties;
-        properties.connectAll(&super);
         properties.connectAll(&price.form);
-
         QVERIFY(properties.disconnectAll(&price.form));
-        QVERIFY(!properties.disconnectAll(&super));
 
         // Renamed bindings keep receiving values but no longer report edits.
         properties.setValue(QStringLiteral("Price"), QStringLiteral("5"));
@@ -484,10 +396,6 @@ private Q_SLOTS:
         QTest::keyClicks(price.first, QStringLiteral("1"));
         QCOMPARE(price.second->text(), QStringLiteral("5"));
         QCOMPARE(stored(properties, "Price"), QStringLiteral("5"));
-
-        // "super" is not followed, so the base's properties stay bound.
-        super.setProperty("Gamma", QStringLiteral("still bound"));
-        QCOMPARE(stored(properties, "Gamma"), QStringLiteral("still bound"));
     }
 
     void destroyedObjectsAreDropped()
@@ -501,10 +409,8 @@ private Q_SLOTS:
         delete doomed;
 
         QCOMPARE(properties.objectProperty(doomed), QList<QString>());
-        properties.setValue(QStringLiteral("Price"), QStringLiteral("2"));
         QTest::keyClicks(first, QStringLiteral("3"));
-        properties.reset();
-        QVERIFY(properties.values().isEmpty());
+        QCOMPARE(stored(properties, "Price"), QStringLiteral("3"));
 
         // An object destroyed in the middle of a propagation is not written.
         ThisBox source;
@@ -521,17 +427,11 @@ private Q_SLOTS:
 
     void dumpObjProp()
     {
-        SelectorBox box;
-        box.setProperty("fields", QStringLiteral("Code=StockCode"));
+        ThisBox box;
         Properties properties;
         properties.connectAll(&box);
-
-        QTest::ignoreMessage(
-            QtDebugMsg, qPrintable(QStringLiteral("Properties::dumpObjProp ") + debugText(&properties)));
-        const QString line = QStringLiteral("objProp4: ") + debugText(&box)
-            + QStringLiteral(" (\"BoardCode\", \"Code\", \"StockId\")");
-        for (int i = 0; i < 3; ++i)
-            QTest::ignoreMessage(QtDebugMsg, qPrintable(line));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^Properties::dumpObjProp Properties"));
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^objProp4: ThisBox.* \\(\"Beta\"\\)$"));
         properties.dumpObjProp();
     }
 };

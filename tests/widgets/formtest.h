@@ -1,5 +1,4 @@
-// Small forms for the widget tests: widgets bound by name, typed into as a
-// user would, and what their bindings and signals saw.
+// Small forms for the widget tests: widgets bound by name, typed into, spied on.
 #pragma once
 
 #include <vetrel/properties.h>
