@@ -1,12 +1,5 @@
-"""Serves a directory over FTP on 127.0.0.1 for the FTP client tests.
-
-Usage: pyftpd_server.py ROOT USER PASSWORD [CERTIFICATE]
-With CERTIFICATE (a PEM file holding the certificate and its key) the server
-speaks FTP over TLS only: control and data connections must be secured.
-Prints the port the OS chose on the first line of standard output, then
-serves until it is terminated or its standard input ends, which happens when
-the test that started it goes away, even by a crash.
-"""
+# Serves ROOT to USER/PASSWORD on 127.0.0.1 (FTP over TLS only when given a PEM CERTIFICATE with its key),
+# prints the chosen port, and ends when its standard input does, so a crashed test leaves no server behind.
 import logging
 import os
 import sys

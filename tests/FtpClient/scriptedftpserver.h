@@ -10,17 +10,9 @@
 #include <thread>
 #include <vector>
 
-/**
- * An FTP server of the tests' own for what real servers cannot be made to do:
- * it plays a script (send these bytes, read one command line, pause, drop the
- * connection, open a data connection, ...) against the one client that
- * connects, and records every command line and data byte it receives.
- *
- * The script is built before start(); it runs on a thread of its own while the
- * test drives the blocking client. Every wait of the server is bounded, so a
- * client that goes astray ends the script with a recorded failure instead of
- * hanging the test.
- */
+// An FTP server of the tests' own for what real servers cannot be made to do. It plays a script against the
+// one client that connects, on a thread of its own, and records the command lines and data bytes it gets.
+// Every wait is bounded, so a client that goes astray ends the script with a recorded failure, not a hang.
 class ScriptedFtpServer
 {
 public:
@@ -36,25 +28,16 @@ public:
 
     unsigned short port() const { return m_port; }
 
-    /// Sends the bytes as they are, in one write.
     ScriptedFtpServer& send(const std::string& bytes);
-    /// Reads one command line from the client and records it without its CR LF.
     ScriptedFtpServer& expect();
     ScriptedFtpServer& pause(int milliseconds);
-    /// Closes the control connection.
     ScriptedFtpServer& drop();
     /// Sends on the data connection: accepted after "PASV", else connected to the last PORT's address.
     ScriptedFtpServer& sendData(const std::string& bytes);
     ScriptedFtpServer& closeData();
 
-    /// Starts playing the script for the first client that connects.
     void start() { m_thread = std::thread(&ScriptedFtpServer::run, this); }
-    /// Waits until the script has ended; the recordings are complete afterwards.
-    void waitFinished()
-    {
-        if (m_thread.joinable())
-            m_thread.join();
-    }
+    void waitFinished() { if (m_thread.joinable()) m_thread.join(); }
 
     QStringList commands() const;
     QByteArray receivedData() const;
@@ -68,7 +51,6 @@ private:
     void run();
     bool readLine(std::string& line);
     bool ensureDataConnection();
-    /// Records the first failure; always false.
     bool fail(const std::string& what);
 
     int m_listenFd = -1;

@@ -91,6 +91,14 @@ void connectTo(CBlockingSocket &socket, const Peer &peer)
     socket.Connect(address);
 }
 
+// A peer that sends the reply and keeps the connection open, and the socket connected to it.
+void connectToReply(CBlockingSocket &socket, Peer &peer, const std::string &reply)
+{
+    peer.serve([reply](int connection) { ::send(connection, reply.data(), reply.size(), 0); });
+    connectTo(socket, peer);
+    peer.join();
+}
+
 // The message of the exception the call throws; empty when it throws none.
 template<typename Call>
 std::string socketError(Call call)
@@ -335,37 +343,11 @@ private slots:
         QCOMPARE(peerAddress.Port(), clientAddress.Port());
     }
 
-    void datagrams()
-    {
-        CBlockingSocket receiver, sender;
-        receiver.Create(SOCK_DGRAM);
-        receiver.Bind(CSockAddr(INADDR_LOOPBACK, 0));
-        CSockAddr target;
-        receiver.GetSockAddr(target);
-        sender.Create(SOCK_DGRAM);
-
-        char buffer[64];
-        CSockAddr from;
-        QCOMPARE(socketError([&] { receiver.ReceiveDatagram(buffer, sizeof buffer, from, 0); }),
-            std::string("Receive timeout"));
-        QCOMPARE(sender.SendDatagram("quote", 5, target, 1), 5);
-        QCOMPARE(receiver.ReceiveDatagram(buffer, sizeof buffer, from, 5), 5);
-        QCOMPARE(std::string(buffer, 5), std::string("quote"));
-        CSockAddr senderAddress;
-        sender.GetSockAddr(senderAddress);
-        QCOMPARE(from.Port(), senderAddress.Port());
-        QCOMPARE(from.DottedDecimal(), std::string("127.0.0.1"));
-    }
-
     void httpLines()
     {
         Peer peer;
-        const std::string response = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text";
-        peer.serve([&](int connection) { ::send(connection, response.data(), response.size(), 0); });
         CHttpBlockingSocket socket;
-        socket.Create(SOCK_STREAM);
-        socket.Connect(CSockAddr(peer.address()));
-        peer.join();
+        connectToReply(socket, peer, "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\nX-Long: 0123456789\r\n\r\nbody text");
         peer.closeConnection();
 
         char line[64];
@@ -382,14 +364,8 @@ private slots:
 
         // A header that never ends fills the read buffer and fails instead of overrunning it.
         Peer endless;
-        endless.serve([](int connection) {
-            const std::string noLineFeed(3000, 'a');
-            ::send(connection, noLineFeed.data(), noLineFeed.size(), 0);
-        });
         CHttpBlockingSocket second;
-        second.Create(SOCK_STREAM);
-        second.Connect(CSockAddr(endless.address()));
-        endless.join();
+        connectToReply(second, endless, std::string(3000, 'a'));
         QCOMPARE(socketError([&] { second.ReadHttpHeaderLine(line, sizeof line, 5); }), std::string("ReadHeaderLine"));
     }
 
@@ -401,7 +377,6 @@ private slots:
         QCOMPARE(resolved.sin_port, htons(2121));
         QCOMPARE(resolved.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
         QCOMPARE(socket.GetHostByName("localhost", 21).DottedDecimal(), std::string("127.0.0.1"));
-        QVERIFY(!socket.GetHostByAddr(resolved).empty());
 
         Peer peer;
         peer.serve([](int) {});
@@ -433,18 +408,10 @@ private slots:
 
         // Closing twice, and closing what was never opened, are harmless.
         refused.Close();
-        QCOMPARE(SOCKET(refused), InvalidSocket);
         refused.Close();
+        QCOMPARE(SOCKET(refused), InvalidSocket);
         CBlockingSocket never;
         never.Close();
-        never.Cleanup();
-        QCOMPARE(SOCKET(never), InvalidSocket);
-
-        CHttpBlockingSocket http;
-        const auto instance = http.CreateInstance();
-        QVERIFY(dynamic_cast<CHttpBlockingSocket *>(instance.get()));
-        QCOMPARE(SOCKET(*instance), InvalidSocket);
-        QVERIFY(dynamic_cast<CBlockingSocket *>(CreateDefaultBlockingSocketInstance().get()));
     }
 
     void errorMessage_data()
@@ -486,35 +453,23 @@ private slots:
     void assertions()
     {
         AssertionCatcher catcher;
-        CBlockingSocket closed;
-        char buffer[8];
         const auto condition = AssertionCatcher::conditionOf;
+        CBlockingSocket closed, open, alsoOpen;
+        char buffer[8];
         QCOMPARE(condition([&] { closed.Receive(buffer, 8, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
         QCOMPARE(condition([&] { closed.Write("x", 1, 0); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-        QCOMPARE(condition([&] { closed.Listen(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-        QCOMPARE(condition([&] { closed.CheckReadability(); }), std::string("m_hSocket!=(SOCKET)(~0)"));
-        QCOMPARE(condition([&] { closed.GetHostByName(nullptr); }), std::string("pchName != __null"));
-        QCOMPARE(condition([&] { CBlockingSocketException(nullptr); }), std::string("pchMessage != __null"));
-
-        CBlockingSocket open;
         open.Create(SOCK_STREAM);
-        QCOMPARE(condition([&] { open.Create(SOCK_STREAM); }), std::string("m_hSocket==(SOCKET)(~0)"));
-        QCOMPARE(condition([&] { open.Receive(nullptr, 8, 0); }), std::string("pch != __null"));
-        QCOMPARE(condition([&] { open.Connect(nullptr); }), std::string("psa != __null"));
-        CBlockingSocket alsoOpen;
         alsoOpen.Create(SOCK_STREAM);
+        QCOMPARE(condition([&] { open.Create(SOCK_STREAM); }), std::string("m_hSocket==(SOCKET)(~0)"));
         CSockAddr address;
         QCOMPARE(condition([&] { open.Accept(alsoOpen, address); }),
             std::string("sConnect.operator SOCKET() == (SOCKET)(~0)"));
 
-        // Header lines must end in CR LF.
+        // Header lines must end in CR LF; a bare line feed must not make the reader step before its buffer.
         for (const std::string &reply : { std::string("bare\n"), std::string("\nfirst") }) {
             Peer peer;
-            peer.serve([&](int connection) { ::send(connection, reply.data(), reply.size(), 0); });
             CHttpBlockingSocket http;
-            http.Create(SOCK_STREAM);
-            http.Connect(CSockAddr(peer.address()));
-            peer.join();
+            connectToReply(http, peer, reply);
             QVERIFY(waitReadable(http));
             QCOMPARE(condition([&] { http.ReadHttpHeaderLine(buffer, sizeof buffer, 5); }),
                 std::string(reply[0] == '\n' ? "(pch2)>m_pReadBuf" : "*(pch2 - 1)=='\\r'"));

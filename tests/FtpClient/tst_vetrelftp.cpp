@@ -57,16 +57,6 @@ private:
 
 private slots:
     void init() { QVERIFY(writeTestFile(local("keep.txt"), "precious")); }
-    void helpNamesEveryCommandAndOption()
-    {
-        const Run help = run({"--help"});
-        QCOMPARE(help.exitCode, 0);
-        for (const char* word : {"list", "names", "get", "put", "delete", "mkdir", "rmdir", "rename", "size", "mdtm", "copy",
-                                 "--firewall-type", "--active", "--ascii", "--resume", "--unique", "--parsed", "--to-host",
-                                 "--netrc", "--use-pasv-address", "VETREL_FTP_PASSWORD", "Default: 21.", "Default: /."})
-            QVERIFY2(help.out.contains(word), word);
-    }
-
     void refusedBeforeAnySession_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -74,29 +64,25 @@ private slots:
         QTest::addColumn<QString>("error");
 
         const QStringList host{"--host", "127.0.0.1"};
-        QTest::newRow("no command") << host << 2 << "no command given (see --help)";
-        QTest::newRow("unknown command") << host + QStringList{"fetch", "a"} << 2 << "unknown command: fetch";
+        const auto row = [&](const char* tag, const QString& arguments, int exitCode, const char* error) {
+            QTest::newRow(tag) << (arguments.startsWith("--host") ? QStringList() : host) + arguments.split(' ', Qt::SkipEmptyParts)
+                               << exitCode << error;
+        };
+        row("no command", "", 2, "no command given (see --help)");
+        row("unknown command", "fetch a", 2, "unknown command: fetch");
+        row("too many arguments", "size a b", 2, "size: wrong number of arguments (see --help)");
+        row("bad port", "--port 99999 size a", 2, "--port: not a port: 99999");
+        row("bad time-out", "--timeout 0 size a", 2, "--timeout: not a number of seconds: 0");
+        row("unknown firewall type", "--firewall-type WALL size a", 2, "--firewall-type: unknown type: WALL");
+        row("firewall without its host", "--firewall-type 3 size a", 2, "--firewall-type needs --firewall-host");
+        row("--unique with get", "--unique get a", 2, "--unique goes with put only");
+        row("--insecure without --tls", "--insecure size a", 2, "--insecure and --cacert go with --tls only");
+        row("copy without target", "copy a b", 2, "copy needs --to-host");
+        row("unknown option", "--colour size a", 2, "Unknown option 'colour'.");
         QTest::newRow("no host") << QStringList{"size", "a"} << 2 << "--host is required";
-        QTest::newRow("too many arguments") << host + QStringList{"size", "a", "b"} << 2
-                                            << "size: wrong number of arguments (see --help)";
-        QTest::newRow("bad port") << host + QStringList{"--port", "99999", "size", "a"} << 2 << "--port: not a port: 99999";
-        QTest::newRow("bad time-out") << host + QStringList{"--timeout", "0", "size", "a"} << 2
-                                      << "--timeout: not a number of seconds: 0";
-        QTest::newRow("unknown firewall type") << host + QStringList{"--firewall-type", "WALL", "size", "a"} << 2
-                                               << "--firewall-type: unknown type: WALL";
-        QTest::newRow("firewall without its host") << host + QStringList{"--firewall-type", "3", "size", "a"} << 2
-                                                   << "--firewall-type needs --firewall-host";
-        QTest::newRow("--unique with get") << host + QStringList{"--unique", "get", "a"} << 2 << "--unique goes with put only";
-        QTest::newRow("--insecure without --tls") << host + QStringList{"--insecure", "size", "a"} << 2
-                                                  << "--insecure and --cacert go with --tls only";
-        QTest::newRow("copy without target") << host + QStringList{"copy", "a", "b"} << 2 << "copy needs --to-host";
-        QTest::newRow("unknown option") << QStringList{"--colour", "size", "a"} << 2 << "Unknown option 'colour'.";
-        QTest::newRow("connection refused") << host + QStringList{"--port", "1", "size", "x"} << 1
-                                            << "cannot log on to 127.0.0.1: connection refused";
-        QTest::newRow("--verbose adds the code") << host + QStringList{"--verbose", "--port", "1", "size", "x"} << 1
-                                                 << "cannot log on to 127.0.0.1: connection refused (Connect error 0x0000006f)";
-        QTest::newRow("host not found") << QStringList{"--host", "no-such-host.invalid", "size", "x"} << 1
-                                        << "cannot log on to no-such-host.invalid: host not found";
+        row("connection refused, --verbose adds the code", "--verbose --port 1 size x", 1,
+            "cannot log on to 127.0.0.1: connection refused (Connect error 0x0000006f)");
+        row("host not found", "--host no-such-host.invalid size x", 1, "cannot log on to no-such-host.invalid: host not found");
     }
     void refusedBeforeAnySession()
     {
@@ -120,61 +106,55 @@ private slots:
         QTest::addColumn<QString>("file"); // a local file and what it must hold afterwards
         QTest::addColumn<QByteArray>("contents");
 
-        const auto row = [](const char* tag, const QStringList& arguments, const QStringList& script, const QStringList& expected,
-                            int exitCode, const QString& out, const QString& err = QString(), const QString& file = "keep.txt",
+        // Arguments are split at blanks; script and expected commands at '|', both after the logon's.
+        const auto row = [](const char* tag, const QString& arguments, const QString& script, const QString& expected, int exitCode,
+                            const QString& out, const QString& err = QString(), const QString& file = "keep.txt",
                             const QByteArray& contents = "precious") {
-            QTest::newRow(tag) << arguments << script << expected << exitCode << out << err << file << contents;
+            QStringList steps = script.split('|');
+            // A line sent unasked goes before the logon; a logon of its own starts with USER.
+            steps = steps.first().startsWith('!') ? steps.mid(0, 1) + logon + steps.mid(1) : logon + steps;
+            QTest::newRow(tag) << arguments.split(' ') << steps
+                               << (expected.startsWith("USER") ? QStringList() : loggedOn) + expected.split('|') << exitCode << out
+                               << err << file << contents;
         };
-        const QString bye = "221 bye", quit = "QUIT", done = "!226 done";
-        row("size", {"size", "a.csv"}, logon + QStringList{"200 type", "213 1234", bye}, loggedOn + QStringList{"TYPE I", "SIZE a.csv", quit},
-            0, "1234\n");
-        row("mdtm", {"mdtm", "a.csv"}, logon + QStringList{"213 20240229235958", bye}, loggedOn + QStringList{"MDTM a.csv", quit},
-            0, "2024-02-29 23:59:58 UTC\n");
-        row("rename", {"rename", "a", "b"}, logon + QStringList{"350 go on", "250 ok", bye}, loggedOn + QStringList{"RNFR a", "RNTO b", quit}, 0, "");
-        row("mkdir", {"mkdir", "d"}, logon + QStringList{"257 made", bye}, loggedOn + QStringList{"MKD d", quit}, 0, "");
-        row("rmdir", {"rmdir", "d"}, logon + QStringList{"250 gone", bye}, loggedOn + QStringList{"RMD d", quit}, 0, "");
-        row("delete refused", {"delete", "f"}, logon + QStringList{"550 No such file."}, loggedOn + QStringList{"DELE f"}, 1, "",
-            "delete failed: 550 No such file.");
-        row("names", {"names"}, logon + QStringList{"200 type", "PASV", "150 here", ">a.csv\r\nb c.csv\r\n", done, bye},
-            loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\nb c.csv\n");
-        row("list, active", {"--active", "list", "pub"},
-            logon + QStringList{"200 type", "200 port", "150 here", ">-rw-r--r-- 1 o g 5 Jan 1 2009 x\r\n", done, bye},
-            loggedOn + QStringList{"TYPE A", "PORT 127,0,0,1,*", "LIST pub", quit}, 0, "-rw-r--r-- 1 o g 5 Jan 1 2009 x\n");
-        row("list, parsed", {"list", "--parsed"},
-            logon + QStringList{"502 no FEAT", "200 type", "PASV", "150 here",
-                                ">-rw-r--r-- 1 o g 1234 Mar 5 2009 a b.csv\r\ndrwxr-xr-x 2 o g 4096 Jan 1 2009 dir\r\n", done, bye},
-            loggedOn + QStringList{"FEAT", "TYPE A", "PASV", "LIST", quit}, 0,
-            "-           1234 2009-03-05       a b.csv\nd           4096 2009-01-01       dir\n");
-        row("get as text", {"--ascii", "get", "t.txt"},
-            logon + QStringList{"200 type", "550 no size", "PASV", "150 here", ">a\r\nb\r\n", done, bye},
-            loggedOn + QStringList{"TYPE A", "SIZE t.txt", "PASV", "RETR t.txt", quit}, 0, "", "", "t.txt", "a\nb\n");
-        row("failed get keeps the local file", {"get", "f", "keep.txt"},
-            logon + QStringList{"200 type", "213 3", "PASV", "550 No such file."},
-            loggedOn + QStringList{"TYPE I", "SIZE f", "PASV", "RETR f"}, 1, "", "get failed: 550 No such file.");
-        row("put", {"put", "keep.txt", "up.txt"}, logon + QStringList{"200 type", "PASV", "150 send", "<", "!226 stored", bye},
-            loggedOn + QStringList{"TYPE I", "PASV", "STOR up.txt", quit}, 0, "");
-        row("put --unique prints the name the server chose", {"--unique", "put", "keep.txt"},
-            logon + QStringList{"200 type", "PASV", "150 FILE: keep.txt.1", "<", "!226 stored", bye},
-            loggedOn + QStringList{"TYPE I", "PASV", "STOU*", quit}, 0, "150 FILE: keep.txt.1\n");
-        row("put --resume onto a longer remote file", {"--resume", "put", "keep.txt", "long.bin"},
-            logon + QStringList{"200 type", "213 100"}, loggedOn + QStringList{"TYPE I", "SIZE long.bin"}, 1, "",
-            "put failed: The remote file is longer than the local one; there is nothing to resume.");
-        row("wrong password", {"size", "x"}, {"331 pw", "530 Login incorrect."}, {"USER joe", "PASS pw"}, 1, "",
-            "cannot log on to 127.0.0.1: 530 Login incorrect.");
+        row("size", "size a.csv", "200 type|213 1234|221 bye", "TYPE I|SIZE a.csv|QUIT", 0, "1234\n");
+        row("mdtm", "mdtm a.csv", "213 20240229235958|221 bye", "MDTM a.csv|QUIT", 0, "2024-02-29 23:59:58 UTC\n");
+        row("rename", "rename a b", "350 go on|250 ok|221 bye", "RNFR a|RNTO b|QUIT", 0, "");
+        row("mkdir", "mkdir d", "257 made|221 bye", "MKD d|QUIT", 0, "");
+        row("rmdir", "rmdir d", "250 gone|221 bye", "RMD d|QUIT", 0, "");
+        row("delete refused", "delete f", "550 No such file.", "DELE f", 1, "", "delete failed: 550 No such file.");
+        row("names", "names", "200 type|PASV|150 here|>a.csv\r\nb c.csv\r\n|!226 done|221 bye", "TYPE A|PASV|NLST|QUIT", 0,
+            "a.csv\nb c.csv\n");
+        row("list, active", "--active list pub", "200 type|200 port|150 here|>-rw-r--r-- 1 o g 5 Jan 1 2009 x\r\n|!226 done|221 bye",
+            "TYPE A|PORT 127,0,0,1,*|LIST pub|QUIT", 0, "-rw-r--r-- 1 o g 5 Jan 1 2009 x\n");
+        row("list, parsed", "list --parsed",
+            "502 no FEAT|200 type|PASV|150 here|>-rw-r--r-- 1 o g 1234 Mar 5 2009 a b.csv\r\ndrwxr-xr-x 2 o g 4096 Jan 1 2009 dir\r\n"
+            "|!226 done|221 bye",
+            "FEAT|TYPE A|PASV|LIST|QUIT", 0, "-           1234 2009-03-05       a b.csv\nd           4096 2009-01-01       dir\n");
+        row("get as text", "--ascii get t.txt", "200 type|550 no size|PASV|150 here|>a\r\nb\r\n|!226 done|221 bye",
+            "TYPE A|SIZE t.txt|PASV|RETR t.txt|QUIT", 0, "", "", "t.txt", "a\nb\n");
+        row("failed get keeps the local file", "get f keep.txt", "200 type|213 3|PASV|550 No such file.", "TYPE I|SIZE f|PASV|RETR f",
+            1, "", "get failed: 550 No such file.");
+        row("put", "put keep.txt up.txt", "200 type|PASV|150 send|<|!226 stored|221 bye", "TYPE I|PASV|STOR up.txt|QUIT", 0, "");
+        row("put --unique prints the name the server chose", "--unique put keep.txt",
+            "200 type|PASV|150 FILE: keep.txt.1|<|!226 stored|221 bye", "TYPE I|PASV|STOU*|QUIT", 0, "150 FILE: keep.txt.1\n");
+        row("put --resume onto a longer remote file", "--resume put keep.txt long.bin", "200 type|213 100", "TYPE I|SIZE long.bin", 1,
+            "", "put failed: The remote file is longer than the local one; there is nothing to resume.");
+        QTest::newRow("wrong password") << QStringList{"size", "x"} << QStringList{"331 pw", "530 Login incorrect."}
+                                        << QStringList{"USER joe", "PASS pw"} << 1 << "" << "cannot log on to 127.0.0.1: 530 Login incorrect."
+                                        << "keep.txt" << QByteArray("precious");
         row("firewall type by its storage name, any case",
-            {"--firewall-type", "user_remoteid@fireid@remotehost", "--firewall-host", "127.0.0.1", "--firewall-port", "PORT",
-             "--firewall-user", "fw", "--firewall-password", "fp", "--host", "ftp.example", "--port", "21", "size", "a"},
-            logon + QStringList{"200 type", "213 1", bye},
-            {"USER joe@fw@ftp.example", "PASS pw@fp", "CWD /", "TYPE I", "SIZE a", quit}, 0, "1\n");
-        row("copy from a missing source leaves the target alone",
-            {"--to-host", "127.0.0.1", "--to-port", "1", "copy", "nothing", "x"}, logon + QStringList{"550 No such file."},
-            loggedOn + QStringList{"MDTM nothing"}, 1, "", "copy failed: 550 No such file.");
+            "--firewall-type user_remoteid@fireid@remotehost --firewall-host 127.0.0.1 --firewall-port PORT --firewall-user fw "
+            "--firewall-password fp --host ftp.example --port 21 size a",
+            "200 type|213 1|221 bye", "USER joe@fw@ftp.example|PASS pw@fp|CWD /|TYPE I|SIZE a|QUIT", 0, "1\n");
+        row("copy from a missing source leaves the target alone", "--to-host 127.0.0.1 --to-port 1 copy nothing x",
+            "550 No such file.", "MDTM nothing", 1, "", "copy failed: 550 No such file.");
         // A PASV reply naming another host where nothing listens.
-        row("passive data goes to the server, every reply line shown", {"--verbose", "names"},
-            QStringList{"!220-Welcome\r\n220 ready"} + logon + QStringList{"200 type", "PASV@127,0,0,2", "150 here", ">a.csv\r\n", done, bye},
-            loggedOn + QStringList{"TYPE A", "PASV", "NLST", quit}, 0, "a.csv\n", "~<- 220-Welcome\n<- 220 ready\n");
-        row("--use-pasv-address", {"--use-pasv-address", "names"}, logon + QStringList{"200 type", "PASV@127,0,0,2"},
-            loggedOn + QStringList{"TYPE A", "PASV"}, 1, "", "names failed: connection refused");
+        row("passive data goes to the server, every reply line shown", "--verbose names",
+            "!220-Welcome\r\n220 ready|200 type|PASV@127,0,0,2|150 here|>a.csv\r\n|!226 done|221 bye", "TYPE A|PASV|NLST|QUIT", 0, "a.csv\n",
+            "~<- 220-Welcome\n<- 220 ready\n");
+        row("--use-pasv-address", "--use-pasv-address names", "200 type|PASV@127,0,0,2", "TYPE A|PASV", 1, "",
+            "names failed: connection refused");
     }
     void commands()
     {
