@@ -1,5 +1,4 @@
 #include "ftpserverprocess.h"
-#include "testfiles.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -67,10 +66,8 @@ bool FtpServerProcess::start()
     if (m_kind == Pyftpdlib) {
         m_process.start(VETREL_TEST_PYTHON, QStringList{VETREL_TEST_PYFTPD_SCRIPT, localPath(""), user(), password()}
                                                 + (pem.isEmpty() ? QStringList() : QStringList{m_tlsCertificate}));
-        QElapsedTimer timer;
-        timer.start();
-        while (!m_process.canReadLine() && timer.elapsed() < StartLimitMs && m_process.state() != QProcess::NotRunning)
-            m_process.waitForReadyRead(100);
+        // Waiting stops at the time limit or when the server ends.
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(StartLimitMs)) {}
         m_port = static_cast<unsigned short>(m_process.readLine().trimmed().toUInt());
         return m_port != 0 || failed("pyftpdlib reported no port");
     }

@@ -43,10 +43,8 @@ int listenOnLoopback(unsigned short& port)
 bool waitReadable(int fd)
 {
     pollfd pfd{fd, POLLIN, 0};
-    int result = 0;
-    do {
-        result = ::poll(&pfd, 1, WaitLimitMs);
-    } while (result < 0 && errno == EINTR);
+    int result;
+    while ((result = ::poll(&pfd, 1, WaitLimitMs)) < 0 && errno == EINTR) {}
     return result > 0;
 }
 
@@ -64,8 +62,7 @@ bool sendAll(int fd, const std::string& bytes)
 void closeSocket(int& fd)
 {
     if (fd >= 0)
-        ::close(fd);
-    fd = -1;
+        ::close(fd), fd = -1;
 }
 
 }
@@ -177,31 +174,15 @@ ScriptedFtpServer& ScriptedFtpServer::closeData()
     return step([this] { return closeSocket(m_dataFd), closeSocket(m_dataListenFd), true; });
 }
 
-QStringList ScriptedFtpServer::commands() const
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_commands;
-}
 
-QByteArray ScriptedFtpServer::receivedData() const
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_data;
-}
 
-std::string ScriptedFtpServer::failure() const
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_failure;
-}
 
 void ScriptedFtpServer::run()
 {
     m_controlFd = waitReadable(m_listenFd) ? ::accept(m_listenFd, nullptr, nullptr) : -1;
     if (m_controlFd < 0)
         fail("no client connected");
-    for (size_t i = 0; m_controlFd >= 0 && i < m_steps.size() && m_steps[i](); ++i) {
-    }
+    for (size_t i = 0; m_controlFd >= 0 && i < m_steps.size() && m_steps[i](); ++i) {}
     closeSocket(m_dataFd);
     closeSocket(m_dataListenFd);
     closeSocket(m_controlFd);
@@ -224,9 +205,9 @@ bool ScriptedFtpServer::readLine(std::string& line)
 
 bool ScriptedFtpServer::ensureDataConnection()
 {
-    if (m_dataFd < 0 && m_dataListenFd >= 0) {
+    if (m_dataFd < 0 && m_dataListenFd >= 0)
         m_dataFd = waitReadable(m_dataListenFd) ? ::accept(m_dataListenFd, nullptr, nullptr) : -1;
-    } else if (m_dataFd < 0) {
+    else if (m_dataFd < 0) {
         // Active mode: connect where the client's last PORT pointed, loopback only.
         unsigned h1, h2, h3, h4, p1, p2;
         const QStringList lines = commands();

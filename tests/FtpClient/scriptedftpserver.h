@@ -39,10 +39,10 @@ public:
     void start() { m_thread = std::thread(&ScriptedFtpServer::run, this); }
     void waitFinished() { if (m_thread.joinable()) m_thread.join(); }
 
-    QStringList commands() const;
-    QByteArray receivedData() const;
+    QStringList commands() const { std::lock_guard<std::mutex> lock(m_mutex); return m_commands; }
+    QByteArray receivedData() const { std::lock_guard<std::mutex> lock(m_mutex); return m_data; }
     /// The first thing that went against the script (a command that never came, ...); empty when none.
-    std::string failure() const;
+    std::string failure() const { std::lock_guard<std::mutex> lock(m_mutex); return m_failure; }
 
 private:
     ScriptedFtpServer& step(std::function<bool()> step);

@@ -3,7 +3,6 @@
 
 #include "ftptestclient.h"
 #include "scriptedftpserver.h"
-#include "testfiles.h"
 
 #include <vetrel/FtpClient/FTPTransferTargets.h>
 
@@ -235,6 +234,8 @@ private slots:
                                                && t.tm_hour == 23 && t.tm_min == 59 && t.tm_sec == 58 ? 0 : 99),
             "213 20240229235958.123", "MDTM f", 0);
         row("MDTM garbled", CALL(tm t{}; return c.FileModificationTime("f", t)), "213 2024-02-29", "MDTM f", -1);
+        row("MDTM on a leap second", CALL(tm t{}; return c.FileModificationTime("f", t) == 0 && t.tm_sec == 60 ? 0 : 99),
+            "213 20161231235960", "MDTM f", 0);
         row("QUIT", CALL(const int result = c.Logout(); return c.IsConnected() ? 99 : result), "221 bye", "QUIT", 0);
         row("resumed upload onto a longer remote file",
             CALL(COutputStream source("\r\n", "short"); source.SetBuffer("012");

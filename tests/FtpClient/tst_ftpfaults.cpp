@@ -9,7 +9,6 @@
 // in pyftpdlib's single loop on a busy machine.)
 
 #include "ftptestclient.h"
-#include "testfiles.h"
 
 #include <vetrel/FtpClient/FTPTransferTargets.h>
 
@@ -102,12 +101,7 @@ private:
         m_plan->injected = QString::fromStdString(exception.GetErrorMessage());
         throw exception;
     }
-
-    void fail(const char *call, int error) const
-    {
-        if (due())
-            throwFault(call, error);
-    }
+    void fail(const char *call, int error) const { if (due()) throwFault(call, error); }
     /// A transfer call fails outright or times out in its wait, by turns.
     void failEither(const char *call, int error, const char *timeout) const
     {
@@ -126,6 +120,7 @@ int openDescriptors()
 }
 
 const CRepresentation Binary = CType::Image();
+bool always() { return true; }
 
 }
 
@@ -137,10 +132,10 @@ private:
     /// One client operation; `passive` chooses the data connection's mode.
     struct Operation
     {
-        std::function<void()> prepare;
+        std::function<void()> prepare; ///< may be empty
         std::function<bool(CFTPClient &, bool passive)> run;
-        std::function<bool()> complete; ///< what an untouched run must leave behind
-        std::function<bool()> intact;   ///< what any run must leave behind
+        std::function<bool()> complete = always; ///< what an untouched run must leave behind
+        std::function<bool()> intact = always;   ///< what any run must leave behind
         bool loggedOn = true;
     };
 
@@ -198,80 +193,65 @@ private:
 TestFtpFaults::Operation TestFtpFaults::operation(const QString &name)
 {
     const QByteArray head = m_contents.left(3000);
-    const auto remoteIs = [this](const char *file, const QByteArray &contents) {
-        return [=] { return readTestFile(remote(file)) == contents; };
-    };
-    const auto isPrefix = [this](const QString &path, const QByteArray &head) {
-        return [=] {
-            const QByteArray contents = readTestFile(path);
-            return contents.startsWith(head) && m_contents.startsWith(contents);
-        };
+    const auto isFile = [](const QString &path, const QByteArray &contents) {
+        return [=] { return readTestFile(path) == contents; };
     };
     const auto putRemote = [this](const char *file, const QByteArray &contents) {
         return [=] { QVERIFY(writeTestFile(remote(file), contents)); };
     };
-    const auto always = [] { return true; };
+    const auto upload = [this](const char *target, bool unique) {
+        return [=](CFTPClient &client, bool passive) {
+            return client.UploadFile(local("order.csv").toStdString(), target, unique, Binary, passive);
+        };
+    };
 
     if (name == QLatin1String("login"))
-        return {[] {}, [this](CFTPClient &client, bool) { return client.Login(logonInfo(*m_server)); }, always, always, false};
+        return {{}, [this](CFTPClient &client, bool) { return client.Login(logonInfo(*m_server)); }, always, always, false};
     if (name == QLatin1String("logout"))
-        return {[] {}, [](CFTPClient &client, bool) { return client.Logout() == 0; }, always, always};
+        return {{}, [](CFTPClient &client, bool) { return client.Logout() == 0; }};
     if (name == QLatin1String("rename"))
         return {putRemote("old.txt", head), [](CFTPClient &client, bool) { return client.Rename("old.txt", "new.txt") == 0; },
-                remoteIs("new.txt", head), always};
+                isFile(remote("new.txt"), head)};
     if (name == QLatin1String("size"))
-        return {putRemote("quotes.csv", m_contents),
-                [this](CFTPClient &client, bool) {
+        return {putRemote("quotes.csv", m_contents), [this](CFTPClient &client, bool) {
                     long size = 0;
                     // Servers answer SIZE in binary mode only.
                     return client.RepresentationType(Binary) == 0 && client.FileSize("quotes.csv", size) == 0
                         && size == m_contents.size();
-                },
-                always, always};
+                }};
     if (name == QLatin1String("list"))
-        return {putRemote("quotes.csv", m_contents),
-                [](CFTPClient &client, bool passive) {
+        return {putRemote("quotes.csv", m_contents), [](CFTPClient &client, bool passive) {
                     CFTPClient::TSpFTPFileStatusVector listing;
                     return client.List("/pub", listing, passive) && !listing.empty();
-                },
-                always, always};
+                }};
     if (name == QLatin1String("download resumed")) {
         // A partial local copy is resumed: what was there must survive any failure.
         return {[=] { putRemote("quotes.csv", m_contents)(); QVERIFY(writeTestFile(local("quotes.csv"), head)); },
                 [this](CFTPClient &client, bool passive) {
                     return client.DownloadFile("quotes.csv", local("quotes.csv").toStdString(), Binary, passive);
                 },
-                [this] { return readTestFile(local("quotes.csv")) == m_contents; }, isPrefix(local("quotes.csv"), head)};
+                isFile(local("quotes.csv"), m_contents), [=] {
+                    const QByteArray contents = readTestFile(local("quotes.csv"));
+                    return contents.startsWith(head) && m_contents.startsWith(contents);
+                }};
     }
     if (name == QLatin1String("download to memory"))
-        return {putRemote("quotes.csv", m_contents),
-                [this](CFTPClient &client, bool passive) {
+        return {putRemote("quotes.csv", m_contents), [this](CFTPClient &client, bool passive) {
                     COutputStream stream("\r\n", "quotes.csv");
-                    return client.DownloadFile("quotes.csv", stream, Binary, passive)
-                        && stream.GetBuffer() == m_contents.toStdString();
-                },
-                always, always};
-    if (name == QLatin1String("upload")) {
+                    return client.DownloadFile("quotes.csv", stream, Binary, passive) && stream.GetBuffer() == m_contents.toStdString();
+                }};
+    if (name == QLatin1String("upload"))
         return {[=] { QVERIFY(writeTestFile(local("order.csv"), m_contents)); QFile::remove(remote("order.csv")); },
-                [this](CFTPClient &client, bool passive) {
-                    return client.UploadFile(local("order.csv").toStdString(), "order.csv", false, Binary, passive);
-                },
-                remoteIs("order.csv", m_contents), [this] { return readTestFile(local("order.csv")) == m_contents; }};
-    }
+                upload("order.csv", false), isFile(remote("order.csv"), m_contents), isFile(local("order.csv"), m_contents)};
     if (name == QLatin1String("append"))
-        return {putRemote("order.csv", head),
-                [this](CFTPClient &client, bool passive) {
+        return {putRemote("order.csv", head), [this](CFTPClient &client, bool passive) {
                     COutputStream stream("\r\n", "order.csv");
                     stream.SetBuffer(m_contents.toStdString());
                     return client.UploadFile(stream, "order.csv", false, Binary, passive);
                 },
-                remoteIs("order.csv", m_contents), always};
+                isFile(remote("order.csv"), m_contents)};
     // Store unique: a new name on the server each time.
-    return {[] {},
-            [this](CFTPClient &client, bool passive) {
-                return client.UploadFile(local("order.csv").toStdString(), "unique.csv", true, Binary, passive);
-            },
-            always, [this] { return readTestFile(local("order.csv")) == m_contents; }};
+    return {{}, upload("unique.csv", true), always, isFile(local("order.csv"), m_contents)};
 }
 
 void TestFtpFaults::inject(const Operation &operation, bool passive, int failAt, bool *untouched)
@@ -285,7 +265,8 @@ void TestFtpFaults::inject(const Operation &operation, bool passive, int failAt,
         QVERIFY2(!operation.loggedOn || client.Login(logonInfo(*m_server)),
                  qPrintable(QString::number(failAt) + QLatin1Char(' ') + observer.lastReply + QLatin1Char(' ') + observer.errors.join(QLatin1Char(' '))));
         // After the logon's round trips: the server has done what the last run left it to do.
-        operation.prepare();
+        if (operation.prepare)
+            operation.prepare();
 
         plan->arm(failAt);
         const bool succeeded = operation.run(client, passive);

@@ -2,8 +2,8 @@
 // 127.0.0.1: what it sends for each command and option, what it prints, and
 // its exit codes. The library's transfers are tested on their own elsewhere.
 
+#include "ftpserverprocess.h"
 #include "scriptedftpserver.h"
-#include "testfiles.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -57,6 +57,13 @@ private:
 
 private slots:
     void init() { QVERIFY(writeTestFile(local("keep.txt"), "precious")); }
+    void helpShowsTheDefaults()
+    {
+        const Run help = run({"--help"});
+        QCOMPARE(help.exitCode, 0);
+        for (const char* text : {"Default: 21.", "Default: 30.", "Default: /.", "VETREL_FTP_PASSWORD", "--netrc"})
+            QVERIFY2(help.out.contains(text), text);
+    }
     void refusedBeforeAnySession_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -135,6 +142,8 @@ private slots:
             "TYPE A|SIZE t.txt|PASV|RETR t.txt|QUIT", 0, "", "", "t.txt", "a\nb\n");
         row("failed get keeps the local file", "get f keep.txt", "200 type|213 3|PASV|550 No such file.", "TYPE I|SIZE f|PASV|RETR f",
             1, "", "get failed: 550 No such file.");
+        row("get onto a full disk stops at the first write", "get f /dev/full", "200 type|213 3|PASV|150 here|>abc|!226 done|221 bye",
+            "TYPE I|SIZE f|PASV|RETR f|*", 1, "", "get failed: Reading or writing the local file \"/dev/full\" failed: No space left on device");
         row("put", "put keep.txt up.txt", "200 type|PASV|150 send|<|!226 stored|221 bye", "TYPE I|PASV|STOR up.txt|QUIT", 0, "");
         row("put --unique prints the name the server chose", "--unique put keep.txt",
             "200 type|PASV|150 FILE: keep.txt.1|<|!226 stored|221 bye", "TYPE I|PASV|STOU*|QUIT", 0, "150 FILE: keep.txt.1\n");
@@ -220,45 +229,41 @@ private slots:
         // The refusal comes before any connection.
         if (exitCode == 0)
             ftp.start();
-        QStringList arguments = server(ftp);
         QTemporaryDir home;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.remove("VETREL_FTP_PASSWORD");
         environment.insert("HOME", home.path());
-        Run result;
-        if (source == "environment") {
+        environment.remove("VETREL_FTP_PASSWORD");
+        if (source == "environment")
             environment.insert("VETREL_FTP_PASSWORD", "secret");
-            result = run(arguments + QStringList{"--user", "trader", "size", "six.bin"}, environment);
-        } else if (source.startsWith("netrc")) {
-            const QString netrc = home.filePath(".netrc");
+        const QStringList arguments = server(ftp) + (source.startsWith("netrc") ? QStringList{"--netrc"} : QStringList{"--user", "trader"})
+                                      + QStringList{"size", "six.bin"};
+        const QString netrc = home.filePath(".netrc");
+        if (source.startsWith("netrc")) {
             QVERIFY(writeTestFile(netrc, "machine elsewhere login x password y\nmacdef init\ncd /\n\n"
                                          "machine 127.0.0.1 login trader password secret\n"));
-            QVERIFY(QFile::setPermissions(netrc, source.endsWith("0600") ? QFile::ReadOwner | QFile::WriteOwner
-                                                                         : QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther));
-            result = run(arguments + QStringList{"--netrc", "size", "six.bin"}, environment);
+            const auto others = source.endsWith("0644") ? QFile::ReadOther : QFile::Permission(0);
+            QVERIFY(QFile::setPermissions(netrc, QFile::ReadOwner | QFile::WriteOwner | others));
+        }
+        Run result;
+        if (source != "prompt") {
+            result = run(arguments, environment);
         } else {
             // A terminal of its own: the program asks there, and must not show what is typed.
             QProcess process;
             process.setProcessEnvironment(environment);
-            const QString command = (QStringList{VETREL_FTP_PROGRAM} + arguments + QStringList{"--user", "trader", "size", "six.bin"}).join(' ');
-            process.start("script", {"-qec", command, "/dev/null"});
-            QVERIFY(process.waitForStarted());
+            process.start("script", {"-qec", (QStringList{VETREL_FTP_PROGRAM} + arguments).join(' '), "/dev/null"});
             QByteArray screen;
             QTRY_VERIFY_WITH_TIMEOUT((screen += process.readAll()).contains("Password for trader@127.0.0.1:"), 30000);
             process.write("secret\n");
             QVERIFY(process.waitForFinished(60000));
-            result.exitCode = process.exitCode();
-            result.out = QString::fromLocal8Bit(screen + process.readAll());
+            result = {process.exitCode(), QString::fromLocal8Bit(screen + process.readAll()), QString()};
             QVERIFY2(!result.out.contains("secret"), qPrintable(result.out));
         }
         QTEST(result.exitCode, "exitCode");
-        if (exitCode != 0) {
-            QVERIFY2(result.err.contains("can be read by others"), qPrintable(result.err));
-            return;
-        }
-        QVERIFY2(result.out.contains("6\n") || result.out.contains("6\r\n"), qPrintable(result.out));
+        QVERIFY2(exitCode ? result.err.contains("can be read by others") : result.out.contains(QRegularExpression("^6\r?$", QRegularExpression::MultilineOption)),
+                 qPrintable(result.out + result.err));
         ftp.waitFinished();
-        QCOMPARE(ftp.commands().mid(0, 2), (QStringList{"USER trader", "PASS secret"}));
+        QCOMPARE(ftp.commands().mid(0, 2), exitCode ? QStringList() : (QStringList{"USER trader", "PASS secret"}));
     }
 
     void interruptEndsEveryWait_data()
