@@ -2,6 +2,7 @@
 #include <vetrel/comboboxvalidator.h>
 
 #include <QCompleter>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QSignalSpy>
@@ -183,6 +184,8 @@ private slots:
         searchMarket(box);
         type(box.lineEdit(), typed);
         QCOMPARE(offered(box), expected);
+        // No list at all rather than an empty one.
+        QCOMPARE(box.findChild<QListView *>(QStringLiteral("traderSearchList"))->isVisible(), !expected.isEmpty());
     }
 
     void choosingKeepsTheValidatorsWord_data()
@@ -212,6 +215,9 @@ private slots:
         type(box.lineEdit(), typed);
         QCOMPARE(box.lineEdit()->text(), shownWhileTyping);
         QCOMPARE(box.currentIndex(), -1);
+        // What the line edit refused is still shown above the matches.
+        const auto *said = box.findChild<QListView *>(QStringLiteral("traderSearchList"))->parentWidget()->findChild<QLabel *>();
+        QCOMPARE(said->isVisible() && said->text() == typed, shownWhileTyping != typed);
         for (int i = 0; i < downs; ++i)
             QTest::keyClick(box.lineEdit(), Qt::Key_Down);
         QTest::keyClick(box.lineEdit(), Qt::Key_Return);

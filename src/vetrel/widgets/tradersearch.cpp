@@ -100,10 +100,14 @@ TraderSearch::TraderSearch(ComboBox *box)
     m_list->setUniformItemSizes(true);
     connect(m_list, &QListView::clicked, this, [this](const QModelIndex &index) { choose(index.row()); });
     connect(m_box->lineEdit(), &QLineEdit::textEdited, this, [this](const QString &text) {
-        if (text != m_query) {
-            m_query = text;
-            refresh();
+        // A key the line edit took was searched for when it was pressed; only
+        // what shows beside the matches changes now.
+        if (text == m_query) {
+            place();
+            return;
         }
+        m_query = text;
+        refresh();
     });
 }
 
@@ -254,6 +258,11 @@ void TraderSearch::refresh()
         item->setData(length, BoldLengthRole);
         m_shown->appendRow(item);
     }
+    place();
+}
+
+void TraderSearch::place()
+{
     const bool aside = m_query != m_box->lineEdit()->text();
     m_typed->setText(m_query);
     m_typed->setVisible(aside);

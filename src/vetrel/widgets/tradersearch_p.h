@@ -46,6 +46,9 @@ private:
     void watch();
     void ensureFresh();
     void refresh();
+    /// Shows the matches under the box, with the query above them while the
+    /// line edit holds something else; no matches and nothing aside: no list.
+    void place();
     void choose(int shownRow);
 
     ComboBox *const m_box;
