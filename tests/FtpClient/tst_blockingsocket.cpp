@@ -331,6 +331,25 @@ private slots:
         QCOMPARE(peerAddress.Port(), clientAddress.Port());
     }
 
+    // The socket's public interface carries datagrams too, though FTP never sends one.
+    void datagrams()
+    {
+        CBlockingSocket receiver, sender;
+        receiver.Create(SOCK_DGRAM);
+        receiver.Bind(CSockAddr(INADDR_LOOPBACK, 0));
+        CSockAddr target, from, senderAddress;
+        receiver.GetSockAddr(target);
+        sender.Create(SOCK_DGRAM);
+        char buffer[64];
+        QCOMPARE(socketError([&] { receiver.ReceiveDatagram(buffer, sizeof buffer, from, 0); }), std::string("Receive timeout"));
+        QCOMPARE(sender.SendDatagram("quote", 5, target, 1), 5);
+        QCOMPARE(receiver.ReceiveDatagram(buffer, sizeof buffer, from, 5), 5);
+        QCOMPARE(std::string(buffer, 5), std::string("quote"));
+        sender.GetSockAddr(senderAddress);
+        QCOMPARE(from.Port(), senderAddress.Port());
+        QCOMPARE(from.DottedDecimal(), std::string("127.0.0.1"));
+    }
+
     void httpLines()
     {
         Peer peer;
