@@ -18,10 +18,7 @@ const int StartLimitMs = 10000;
 unsigned short probeLoopback(unsigned short port)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(port);
+    sockaddr_in addr{AF_INET, htons(port), {htonl(INADDR_LOOPBACK)}, {}};
     socklen_t length = sizeof addr;
     const bool ok = port ? ::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0
                          : ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0
@@ -34,14 +31,10 @@ unsigned short probeLoopback(unsigned short port)
 
 void FtpServerProcess::stop()
 {
-    if (m_process.state() == QProcess::NotRunning)
-        return;
     // Both servers end when their input ends; that also happens should the test crash.
     m_process.closeWriteChannel();
-    if (!m_process.waitForFinished(3000)) {
-        m_process.kill();
-        m_process.waitForFinished(3000);
-    }
+    if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(3000))
+        m_process.kill(), m_process.waitForFinished(3000);
 }
 
 bool FtpServerProcess::failed(const QString& error)
@@ -53,13 +46,11 @@ bool FtpServerProcess::failed(const QString& error)
 
 bool FtpServerProcess::start()
 {
-    if (!m_dir.isValid())
-        return failed("no temporary directory");
     // vsftpd's anonymous user must reach the tree; the root itself must not be writable.
-    QFile::setPermissions(m_dir.path(), QFile::Permissions(0x7755));
-    QDir(m_dir.path()).mkpath("root/pub");
-    QDir(m_dir.path()).mkpath("empty");
-    QFile::setPermissions(localPath("/pub"), QFile::Permissions(0x7777));
+    if (!m_dir.isValid() || !QFile::setPermissions(m_dir.path(), QFile::Permissions(0x7755))
+        || !QDir(m_dir.path()).mkpath("root/pub") || !QDir(m_dir.path()).mkpath("empty")
+        || !QFile::setPermissions(localPath("/pub"), QFile::Permissions(0x7777)))
+        return failed("cannot make the server's folders");
     // Nobody drains a pipe while a test runs: a server that logs into a full one stops serving.
     m_process.setStandardErrorFile(m_dir.filePath("server.log"));
     const QByteArray pem = m_tlsCertificate.toLocal8Bit();

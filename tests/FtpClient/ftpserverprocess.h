@@ -5,33 +5,24 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-/**
- * A real FTP server for the tests: pyftpdlib or vsftpd, started on 127.0.0.1
- * with a private configuration over a temporary directory, and stopped by its
- * process id when the object goes.
- *
- * Both serve a writable directory "/pub"; localPath() maps a remote path to
- * the file behind it, so tests can check transfers byte for byte. Given a
- * certificate (a PEM file with the certificate and its key), a server speaks
- * FTP over TLS only.
- */
+// A real FTP server for the tests: pyftpdlib or vsftpd on 127.0.0.1, with a private configuration over a
+// temporary directory, stopped by its process id when the object goes. Both serve a writable "/pub", and
+// localPath() names the file behind a remote path, so tests check transfers byte for byte. Given a PEM file
+// with a certificate and its key, a server speaks FTP over TLS only.
 class FtpServerProcess
 {
 public:
     enum Kind { Pyftpdlib, Vsftpd };
 
-    explicit FtpServerProcess(Kind kind, const QString& tlsCertificate = QString())
-        : m_kind(kind), m_tlsCertificate(tlsCertificate) {}
+    explicit FtpServerProcess(Kind kind, const QString& tlsCertificate = QString()) : m_kind(kind), m_tlsCertificate(tlsCertificate) {}
     ~FtpServerProcess() { stop(); }
 
     /// Starts the server and waits until it accepts connections; false with errorString() otherwise.
     bool start();
-
     QString errorString() const { return m_error; }
     unsigned short port() const { return m_port; }
     QString user() const { return m_kind == Pyftpdlib ? "trader" : "anonymous"; }
     QString password() const { return m_kind == Pyftpdlib ? "secret" : ""; }
-    /// The local file behind a remote absolute path.
     QString localPath(const QString& remotePath) const { return m_dir.path() + "/root" + remotePath; }
 
 private:

@@ -13,15 +13,8 @@
 class RecordingObserver : public nsFTP::CFTPClient::CNotification
 {
 public:
-    void OnInternalError(const nsFTP::tstring& message, const nsFTP::tstring&, unsigned int) override
-    {
-        errors << QString::fromStdString(message);
-    }
-    void OnSendCommand(const nsFTP::CCommand& command, const nsFTP::CArg& arguments) override
-    {
-        sent << QString::fromStdString(command.AsString(arguments));
-        events << QString::fromStdString(command.AsString());
-    }
+    void OnInternalError(const nsFTP::tstring& message, const nsFTP::tstring&, unsigned int) override { errors << QString::fromStdString(message); }
+    void OnSendCommand(const nsFTP::CCommand& command, const nsFTP::CArg&) override { events << QString::fromStdString(command.AsString()); }
     void OnResponse(const nsFTP::CFTPClient::CReply& reply) override
     {
         lastReply = QString::fromStdString(reply.Value());
@@ -29,14 +22,11 @@ public:
     }
     void OnBytesReceived(const std::vector<char>&, long count) override { progress(count); }
     void OnBytesSent(const std::vector<char>&, long count) override { progress(count); }
-    void OnPreReceiveFile(const nsFTP::tstring&, const nsFTP::tstring&, long size) override { announcedSize = size; }
 
     QStringList errors;
-    QStringList sent;   ///< whole command lines
     QStringList events; ///< command words and reply codes in the order they came
     QString lastReply;
     long bytes = 0;
-    long announcedSize = -1;
     std::function<void(long)> onProgress; ///< called with the bytes moved so far
 
 private:

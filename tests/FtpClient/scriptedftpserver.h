@@ -4,11 +4,8 @@
 #include <QByteArray>
 #include <QStringList>
 
-#include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 // An FTP server of the tests' own for what real servers cannot be made to do. It plays a script against the
 // one client that connects, on a thread of its own, and records the command lines and data bytes it gets.
@@ -16,53 +13,36 @@
 class ScriptedFtpServer
 {
 public:
-    /// A script in short, after the greeting "220 ready" unless the script starts with a line sent unasked:
-    /// "NNN text" answers the next command, "!line" is sent unasked, "?" reads a command and leaves it
-    /// unanswered, "PASV[@h1,h2,h3,h4]" answers with a data listener advertised there, ">bytes" sends data and
-    /// closes the data connection, "+bytes" sends data and leaves it open, "<" reads the data connection to its
-    /// end and "~N" pauses N ms.
-    explicit ScriptedFtpServer(QStringList script = {});
+    /// The greeting "220 ready" goes first unless the script starts with "!" or "=". Then each item:
+    /// "NNN text" answers the next command, "?" reads one and leaves it unanswered, "!line" is sent unasked,
+    /// "=bytes" likewise without a line end, "drop" closes the control connection, "~N" pauses N ms,
+    /// "PASV[@h1,h2,h3,h4]" answers with a data listener advertised there, ">bytes" sends data and closes
+    /// the data connection, "+bytes" sends data and leaves it open, "<" reads it to its end; "" does nothing.
+    explicit ScriptedFtpServer(const QStringList& script);
     ~ScriptedFtpServer();
-    ScriptedFtpServer(const ScriptedFtpServer&) = delete;
-    ScriptedFtpServer& operator=(const ScriptedFtpServer&) = delete;
 
     unsigned short port() const { return m_port; }
-
-    ScriptedFtpServer& send(const std::string& bytes);
-    ScriptedFtpServer& expect();
-    ScriptedFtpServer& pause(int milliseconds);
-    ScriptedFtpServer& drop();
-    /// Sends on the data connection: accepted after "PASV", else connected to the last PORT's address.
-    ScriptedFtpServer& sendData(const std::string& bytes);
-    ScriptedFtpServer& closeData();
-
     void start() { m_thread = std::thread(&ScriptedFtpServer::run, this); }
     void waitFinished() { if (m_thread.joinable()) m_thread.join(); }
-
-    QStringList commands() const { std::lock_guard<std::mutex> lock(m_mutex); return m_commands; }
-    QByteArray receivedData() const { std::lock_guard<std::mutex> lock(m_mutex); return m_data; }
+    // What the server got, to be read once the script has finished.
+    QStringList commands() const { return m_commands; }
+    QByteArray receivedData() const { return m_data; }
     /// The first thing that went against the script (a command that never came, ...); empty when none.
-    std::string failure() const { std::lock_guard<std::mutex> lock(m_mutex); return m_failure; }
+    std::string failure() const { return m_failure; }
 
 private:
-    ScriptedFtpServer& step(std::function<bool()> step);
-    ScriptedFtpServer& passive(const std::string& advertisedHost);
-    ScriptedFtpServer& receiveData();
     void run();
-    bool readLine(std::string& line);
+    bool play(const QString& item);
+    bool expect();
     bool ensureDataConnection();
     bool fail(const std::string& what);
 
-    int m_listenFd = -1;
-    int m_controlFd = -1;
-    int m_dataListenFd = -1;
-    int m_dataFd = -1;
+    const QStringList m_script;
     unsigned short m_port = 0;
-    std::string m_pending;
-    std::vector<std::function<bool()>> m_steps;
+    int m_listenFd = -1, m_controlFd = -1, m_dataListenFd = -1, m_dataFd = -1;
+    QByteArray m_pending;
+    char m_buffer[65536];
     std::thread m_thread;
-
-    mutable std::mutex m_mutex;
     QStringList m_commands;
     QByteArray m_data;
     std::string m_failure;

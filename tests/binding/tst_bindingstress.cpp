@@ -22,26 +22,21 @@ class tst_BindingStress : public QObject
 private slots:
     void randomFormsStayInStep()
     {
-        const uint seed = qEnvironmentVariableIsSet("VETREL_STRESS_SEED")
-            ? qgetenv("VETREL_STRESS_SEED").toUInt()
-            : std::random_device()();
+        const QByteArray replay = qgetenv("VETREL_STRESS_SEED");
+        const uint seed = replay.isEmpty() ? std::random_device()() : replay.toUInt();
         qInfo("seed %u (VETREL_STRESS_SEED=%u replays this run)", seed, seed);
         m_random.seed(seed);
-        Properties properties;
-        m_properties = &properties;
         makeForm();
 
         for (int step = 0; step < 10000; ++step) {
-            m_bound.erase(
-                std::remove_if(m_bound.begin(), m_bound.end(), [](const Bound &b) { return !b.widget; }),
-                m_bound.end());
+            dropBound([](const Bound &b) { return !b.widget; });
             const int action = pick(100);
             if (action < 55 && !m_bound.isEmpty()) {
                 userEdit(pickFrom(m_bound));
             } else if (action < 75) {
                 setRandomValues();
             } else if (action < 78) {
-                properties.reset(); // empties the store and writes nothing
+                m_properties.reset(); // empties the store and writes nothing
                 m_stale = QSet<QString>(m_names.cbegin(), m_names.cend());
             } else if (action < 83) {
                 disconnectRandomSubtree();
@@ -55,8 +50,7 @@ private slots:
             QVERIFY2(wrong.isEmpty(),
                 qPrintable(QStringLiteral("step %1, seed %2: %3").arg(step).arg(seed).arg(wrong)));
         }
-        for (const QPointer<QWidget> &form : qAsConst(m_forms))
-            delete form.data();
+        qDeleteAll(m_forms);
     }
 
 private:
@@ -64,17 +58,13 @@ private:
     const QStringList m_names = QStringLiteral("T0 T1 N0 Q0 C0 R0 R1 D0").split(QLatin1Char(' '));
     const QStringList m_radioValues = QStringLiteral("r1 r2 r3").split(QLatin1Char(' '));
 
-    struct Bound
-    {
-        QPointer<QWidget> widget;
-        QString name;
-    };
+    struct Bound { QPointer<QWidget> widget; QString name; };
 
     int pick(int count) { return std::uniform_int_distribution<int>(0, count - 1)(m_random); }
-    template<class T>
-    const T &pickFrom(const QList<T> &list)
+    template<class T> const T &pickFrom(const QList<T> &list) { return list.at(pick(list.size())); }
+    template<class F> void dropBound(F f)
     {
-        return list.at(pick(list.size()));
+        m_bound.erase(std::remove_if(m_bound.begin(), m_bound.end(), f), m_bound.end());
     }
 
     QString randomValue(QChar kind)
@@ -101,10 +91,9 @@ private:
             : kind == u'R'             ? new RadioButton(parent)
                                        : static_cast<QWidget *>(new DateEdit(parent));
         widget->setProperty("field", name);
-        if (kind == u'C') {
-            widget->setProperty("value_checked", QStringLiteral("Y"));
-            widget->setProperty("value_unchecked", QStringLiteral("N"));
-        } else if (auto *radio = qobject_cast<RadioButton *>(widget)) {
+        widget->setProperty("value_checked", QStringLiteral("Y")); // read by check boxes only
+        widget->setProperty("value_unchecked", QStringLiteral("N"));
+        if (auto *radio = qobject_cast<RadioButton *>(widget)) {
             radio->setProperty("value", pickFrom(m_radioValues));
             radio->setAutoExclusive(false);
         }
@@ -117,62 +106,54 @@ private:
         QList<QWidget *> containers { form };
         for (int i = pick(3); i > 0; --i)
             containers << new GroupBox(pickFrom(containers));
-        QList<Bound> added;
         for (int i = 4 + pick(10); i > 0; --i) {
             const QString name = pickFrom(m_names);
-            added.append({ makeWidget(name, pickFrom(containers)), name });
+            m_bound.append({ makeWidget(name, pickFrom(containers)), name });
         }
-        m_properties->connectAll(form);
+        m_properties.connectAll(form);
         m_forms << form;
-        m_bound << added;
     }
 
     void userEdit(const Bound &bound)
     {
-        QWidget *widget = bound.widget;
-        const QString before = m_properties->values().value(bound.name).toString();
-        if (auto *button = qobject_cast<QAbstractButton *>(widget)) {
+        const QString before = m_properties.values().value(bound.name).toString();
+        if (auto *button = qobject_cast<QAbstractButton *>(bound.widget)) {
             // A click that unchecks a CheckBox reports its checked value: the
             // widget's contract, which would leave it apart from its name.
             if (!button->isChecked())
                 QTest::mouseClick(button, Qt::LeftButton);
-        } else if (auto *edit = qobject_cast<QLineEdit *>(widget)) {
+        } else if (auto *edit = qobject_cast<QLineEdit *>(bound.widget)) {
             const char *keys = bound.name.startsWith(QLatin1Char('T')) ? "abcxyz" : "0123456789.-";
-            if (pick(4) == 0)
-                QTest::keyClick(edit, Qt::Key_Backspace);
-            else
-                QTest::keyClick(edit, keys[pick(int(strlen(keys)))]);
+            QTest::keyClick(edit, pick(4) == 0 ? '\b' : keys[pick(int(strlen(keys)))]);
         } // a DateEdit is only written from the store
         // Only a change of the stored text is written into the name's widgets
         // (an absent entry reads as the empty text).
-        if (m_properties->values().value(bound.name).toString() != before)
+        if (m_properties.values().value(bound.name).toString() != before)
             m_stale.remove(bound.name);
     }
 
     void setRandomValues()
     {
-        const Values before = m_properties->values();
+        const Values before = m_properties.values();
         Values values;
         for (int i = 1 + pick(3); i > 0; --i) {
             const QString name = pickFrom(m_names);
             values.insert(name, randomValue(name.at(0)));
         }
-        m_properties->setValues(values);
+        m_properties.setValues(values);
         // A value equal to the stored one is not written again.
-        for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
             if (before.value(it.key()).toString() != it.value().toString())
                 m_stale.remove(it.key());
-        }
     }
 
     // The forms and the widgets in them: all of them, or only the forms' direct children.
     QList<QWidget *> widgets(Qt::FindChildOptions options) const
     {
         QList<QWidget *> found;
-        for (const QPointer<QWidget> &form : qAsConst(m_forms)) {
+        for (const QPointer<QWidget> &form : qAsConst(m_forms))
             if (form)
                 found << form.data() << form->findChildren<QWidget *>(QString(), options);
-        }
         return found;
     }
 
@@ -182,28 +163,24 @@ private:
         if (roots.isEmpty())
             return;
         QWidget *root = pickFrom(roots);
-        m_properties->disconnectAll(root);
+        m_properties.disconnectAll(root);
         // A QuantityEditor ("super") keeps its bindings: disconnectAll does not
         // follow "super". Every other widget under the root is off the form now.
-        m_bound.erase(std::remove_if(m_bound.begin(), m_bound.end(),
-                          [root](const Bound &bound) {
-                              return bound.widget
-                                  && (bound.widget == root || root->isAncestorOf(bound.widget))
-                                  && !qobject_cast<QuantityEditor *>(bound.widget);
-                          }),
-            m_bound.end());
+        dropBound([root](const Bound &b) {
+            return b.widget && (b.widget == root || root->isAncestorOf(b.widget))
+                && !qobject_cast<QuantityEditor *>(b.widget);
+        });
     }
 
     void destroyRandomWidget()
     {
-        const QList<QWidget *> candidates = widgets(Qt::FindDirectChildrenOnly);
-        if (!candidates.isEmpty())
+        if (const QList<QWidget *> candidates = widgets(Qt::FindDirectChildrenOnly); !candidates.isEmpty())
             delete pickFrom(candidates);
     }
 
     QString mismatch() const
     {
-        const Values store = m_properties->values();
+        const Values store = m_properties.values();
         for (const Bound &bound : m_bound) {
             if (!bound.widget || !store.contains(bound.name) || m_stale.contains(bound.name))
                 continue;
@@ -217,7 +194,7 @@ private:
     }
 
     std::mt19937 m_random;
-    Properties *m_properties = nullptr;
+    Properties m_properties;
     QList<QPointer<QWidget>> m_forms;
     QList<Bound> m_bound;
     QSet<QString> m_stale; // emptied by reset(): no widget was written since

