@@ -163,23 +163,16 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     std::vector<Data> &rows = snapshot.rows;
     const std::vector<int> rank = boards.ranks();
     const int rankBits = RowOrder::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
-    const int shared
-        = RowOrder::sharedPrefix(int(rows.size()), [&](int i) { return rows[size_t(i)].secName; });
+    const auto nameAt = [&](int i) -> const QString & { return rows[size_t(i)].secName; };
+    const RowOrder::TextKeys names(int(rows.size()), nameAt, false,
+        [&](int i) { return RowOrder::PrefixKey().add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits); });
     SelectorData::reorder(rows,
         RowOrder::sortedPositions(
-            int(rows.size()),
-            [&](int i) {
-                return RowOrder::PrefixKey()
-                    .add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits)
-                    .add(rows[size_t(i)].secName, shared)
-                    .value();
-            },
+            int(rows.size()), [&](int i) { return names.key(i); },
             [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); },
             RowOrder::Ties::LaterFirst,
             // Rows of one stock and board tie on the rank: their names go on.
-            [&](int i, int level, quint64 &key) {
-                return RowOrder::textKeyAt(rows[size_t(i)].secName, shared + 3 * (level - 1), false, key);
-            }));
+            [&](int i, int level, quint64 &key) { return names.deeper(nameAt(i), level, key); }));
     snapshot.textOrder = textOrder(rows, shown);
     return snapshot;
 }

@@ -34,7 +34,6 @@ namespace SelectorData
 {
 
 using RowOrder::PrefixKey;
-using RowOrder::sharedPrefix;
 using RowOrder::sortedPositions;
 using RowOrder::Ties;
 
@@ -162,15 +161,13 @@ Snapshot<Row> readSnapshot(
     Snapshot<Row> snapshot;
     walk(table, snapshot, accept, read);
     std::vector<Row> &rows = snapshot.rows;
-    const int shared = sharedPrefix(int(rows.size()), [&](int i) { return sortText(rows[size_t(i)]); });
+    const auto textAt = [&](int i) -> const QString & { return sortText(rows[size_t(i)]); };
+    const RowOrder::TextKeys keys(int(rows.size()), textAt, false, [&](int i) { return lead(rows[size_t(i)]); });
     reorder(rows,
         sortedPositions(
-            int(rows.size()),
-            [&](int i) { return lead(rows[size_t(i)]).add(sortText(rows[size_t(i)]), shared).value(); },
+            int(rows.size()), [&](int i) { return keys.key(i); },
             [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst,
-            [&](int i, int level, quint64 &key) {
-                return RowOrder::textKeyAt(sortText(rows[size_t(i)]), shared + 3 * (level - 1), false, key);
-            }));
+            [&](int i, int level, quint64 &key) { return keys.deeper(textAt(i), level, key); }));
     snapshot.textOrder = textOrder(rows, textOf);
     return snapshot;
 }

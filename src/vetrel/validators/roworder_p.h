@@ -7,10 +7,12 @@
 
 #include <QChar>
 #include <QString>
+#include <QtAlgorithms>
 
 #include <QtGlobal>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -33,36 +35,10 @@ public:
         return *this;
     }
     PrefixKey &add(int value) { return add(quint32(value) ^ 0x80000000u, 32); }
-    /// Adds code units of the text (as QString orders them) from `from` on,
-    /// while bits remain. Skip only units that every text being ordered shares.
-    PrefixKey &add(const QString &text, int from = 0)
-    {
-        for (int i = from; m_free > 0; ++i) {
-            const quint64 unit = i < text.size() ? text.at(i).unicode() : 0;
-            const int bits = std::min(16, m_free);
-            add(unit >> (16 - bits), bits);
-        }
-        return *this;
-    }
-    /// Adds code units of the text as a case-insensitive QString compare sees
-    /// them (each unit case-folded, a low surrogate as its whole folded code
-    /// point), from `from` on, while bits remain.
-    PrefixKey &addFolded(const QString &text, int from = 0)
-    {
-        // A unit that does not fit 16 bits (a folded supplementary character)
-        // is marked as the largest and ends the key: what follows it may only
-        // be compared in full.
-        for (int i = from; m_free > 0; ++i) {
-            const uint unit = i < text.size() ? foldedAt(text, i) : 0;
-            const bool fits = unit < 0xfffe;
-            const int bits = std::min(16, m_free);
-            add((fits ? unit : 0xffffu) >> (16 - bits), bits);
-            if (!fits)
-                return add(0, m_free);
-        }
-        return *this;
-    }
     quint64 value() const { return m_free >= 64 ? 0 : m_value << m_free; }
+    /// The bits added so far.
+    int used() const { return 64 - m_free; }
+    int free() const { return m_free; }
 
     /// The unit at `i` case-folded, as Qt's case-insensitive compare folds it.
     static uint foldedAt(const QString &text, int i)
@@ -79,26 +55,6 @@ private:
     quint64 m_value = 0;
     int m_free = 64;
 };
-
-/// How many code units at their start all `count` texts share: ordering
-/// keys skip them, or texts such as "STOCK1", "STOCK2" would all tie.
-template<typename TextOf>
-int sharedPrefix(int count, TextOf textOf)
-{
-    if (count <= 0)
-        return 0;
-    const QString first = textOf(0);
-    int shared = first.size();
-    for (int i = 1; i < count && shared > 0; ++i) {
-        const QString text = textOf(i);
-        const int most = std::min(shared, int(text.size()));
-        int same = 0;
-        while (same < most && text.at(same) == first.at(same))
-            ++same;
-        shared = same;
-    }
-    return shared;
-}
 
 /// The number of bits needed for values up to `max`.
 inline int bitsFor(quint64 max)
@@ -244,6 +200,148 @@ inline int textKeyAt(const QString &text, int from, bool folded, quint64 &key)
 }
 
 /**
+ * Ordering keys for the texts of one sort. A key skips the units every text
+ * shares and gives each further unit only the bits the texts' own alphabet
+ * needs (its rank among the units they use, 0 for the end of a text): codes
+ * of digits take 4 bits a unit, not 16, so that keys rarely tie and few runs
+ * need the deeper passes. Texts are read case-folded when `folded`, as a
+ * case-insensitive QString compare reads them.
+ */
+class TextKeys
+{
+public:
+    /// `lead(i)`: the key of the fields compared before text i; it must
+    /// hold as many bits for every text.
+    template<typename TextOf, typename Lead>
+    TextKeys(int count, TextOf textOf, bool folded, Lead lead)
+        : m_folded(folded)
+    {
+        learnAlphabet(count, textOf);
+        m_covered = std::min(MaxUnits, (64 - (count > 0 ? lead(0).used() : 0)) / m_bits);
+        m_keys.resize(size_t(std::max(count, 0)));
+        for (int i = 0; i < count; ++i) {
+            if (i + Ahead < count)
+                prefetch(textOf(i + Ahead));
+            m_keys[size_t(i)] = add(lead(i), textOf(i)).value();
+        }
+    }
+
+    /// The first key of text i.
+    quint64 key(int i) const { return m_keys[size_t(i)]; }
+
+    /// The deeper key of `level` (from 1): it goes on where the first keys'
+    /// whole units end. Gives a Detail::Depth.
+    int deeper(const QString &text, int level, quint64 &key) const
+    {
+        return textKeyAt(text, m_shared + m_covered + 3 * (level - 1), m_folded, key);
+    }
+
+private:
+    // Units past these are left to the deeper keys, so that a small
+    // alphabet does not make every text be read far.
+    static constexpr int MaxUnits = 16;
+    static constexpr int Ahead = 8;
+
+    template<typename TextOf>
+    void learnAlphabet(int count, TextOf textOf)
+    {
+        // One read of each text finds the shared start and the units after
+        // it. A unit before where a text first differs from the first text
+        // is the first text's own, already seen.
+        std::vector<uint> supplementary;
+        const QString first = count > 0 ? QString(textOf(0)) : QString();
+        m_shared = first.size();
+        for (int i = 0; i < count; ++i) {
+            if (i + Ahead < count)
+                prefetch(textOf(i + Ahead));
+            const auto &text = textOf(i);
+            const int most = std::min(m_shared, int(text.size()));
+            int same = i > 0 ? 0 : most;
+            while (same < most && text.at(same) == first.at(same))
+                ++same;
+            const int end = std::min(int(text.size()), m_shared + MaxUnits);
+            for (int at = i > 0 ? same : 0; at < end; ++at)
+                see(unitAt(text, at), supplementary);
+            m_shared = same;
+        }
+        int ranked = 0;
+        for (size_t word = 0; word < m_seen.size(); ++word) {
+            m_before[word] = quint16(ranked);
+            ranked += qPopulationCount(m_seen[word]);
+        }
+        for (uint unit = 0; unit < m_direct.size(); ++unit)
+            m_direct[unit] = quint16(rankOfBmp(unit));
+        std::sort(supplementary.begin(), supplementary.end());
+        supplementary.erase(std::unique(supplementary.begin(), supplementary.end()), supplementary.end());
+        m_supplementary = std::move(supplementary);
+        m_bmpCount = ranked;
+        m_bits = std::max(1, bitsFor(quint64(ranked) + m_supplementary.size()));
+    }
+
+    /// `key` with the text's units added while bits remain.
+    PrefixKey add(PrefixKey key, const QString &text) const
+    {
+        // The bits left after the text's end stay 0, the end's own rank.
+        const int end = std::min(int(text.size()), m_shared + MaxUnits);
+        for (int at = m_shared; key.free() > 0 && at < end; ++at) {
+            const int bits = std::min(m_bits, key.free());
+            key.add(rankOf(unitAt(text, at)) >> (m_bits - bits), bits);
+        }
+        return key;
+    }
+
+    /// Asks for a text's units ahead of use: each text lives in a block of
+    /// its own, and waiting for each in turn is most of a pass.
+    static void prefetch(const QString &text)
+    {
+        const char *block = reinterpret_cast<const char *>(const_cast<QString &>(text).data_ptr());
+        __builtin_prefetch(block);
+        __builtin_prefetch(block + 64);
+    }
+
+    void see(uint unit, std::vector<uint> &supplementary)
+    {
+        if (unit <= 0xffff)
+            m_seen[unit >> 6] |= quint64(1) << (unit & 63);
+        else
+            supplementary.push_back(unit);
+    }
+
+    uint unitAt(const QString &text, int at) const
+    {
+        return m_folded ? PrefixKey::foldedAt(text, at) : text.at(at).unicode();
+    }
+
+    quint64 rankOf(uint unit) const
+    {
+        if (unit < m_direct.size())
+            return m_direct[unit];
+        if (unit > 0xffff) {
+            const auto at = std::lower_bound(m_supplementary.begin(), m_supplementary.end(), unit);
+            return quint64(m_bmpCount + (at - m_supplementary.begin()) + 1);
+        }
+        return rankOfBmp(unit);
+    }
+
+    quint64 rankOfBmp(uint unit) const
+    {
+        const quint64 below = m_seen[unit >> 6] & ((quint64(1) << (unit & 63)) - 1);
+        return quint64(m_before[unit >> 6]) + quint64(qPopulationCount(below)) + 1;
+    }
+
+    int m_shared = 0;
+    bool m_folded;
+    int m_bits = 1;
+    int m_covered = 0;
+    int m_bmpCount = 0;
+    std::array<quint64, 1024> m_seen = {};
+    std::array<quint16, 1024> m_before = {};
+    std::array<quint16, 0x800> m_direct = {}; // Latin, Greek, Cyrillic: no counting
+    std::vector<uint> m_supplementary;
+    std::vector<quint64> m_keys;
+};
+
+/**
  * The positions 0..count-1 ordered by `textOf(position)` ignoring case, as
  * QString::compare(..., Qt::CaseInsensitive) orders them; equal texts keep
  * their positions' order.
@@ -251,14 +349,11 @@ inline int textKeyAt(const QString &text, int from, bool folded, quint64 &key)
 template<typename TextOf>
 std::vector<int> caseInsensitiveOrder(int count, TextOf textOf)
 {
-    const int shared = sharedPrefix(count, textOf);
+    const TextKeys keys(count, textOf, true, [](int) { return PrefixKey(); });
     return sortedPositions(
-        count, [&](int i) { return PrefixKey().addFolded(textOf(i), shared).value(); },
+        count, [&](int i) { return keys.key(i); },
         [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; },
-        Ties::EarlierFirst,
-        [&](int i, int level, quint64 &key) {
-            return textKeyAt(textOf(i), shared + 3 * (level - 1), true, key);
-        });
+        Ties::EarlierFirst, [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
 }
 
 /**
