@@ -53,6 +53,9 @@ void BoardSelectorModel::populate()
         ~Announce() { timer.start(0); }
     } announce { d->rows.timer };
     const Table *table = d->table;
+    // A stock's boards come one after another: one directory look-up each.
+    int codeOf = 0;
+    QString stockCode;
     auto snapshot = SelectorData::readSnapshot<Data>(
         table, [this](const Record &record) { return filter(record); },
         [&](const Record &record) {
@@ -61,7 +64,11 @@ void BoardSelectorModel::populate()
             row.boardCode = SelectorData::readText(*table, record, d->boardCodeColumn);
             row.stockId = SelectorData::readInt(*table, record, d->stockIdColumn);
             row.boardId = SelectorData::readInt(*table, record, d->boardIdColumn);
-            row.stockCode = StockDirectory::codeById(row.stockId);
+            if (row.stockId != codeOf || stockCode.isNull()) {
+                codeOf = row.stockId;
+                stockCode = StockDirectory::codeById(codeOf);
+            }
+            row.stockCode = stockCode;
             return row;
         },
         [](const Data &row) -> const QString & { return row.boardCode; },

@@ -233,7 +233,12 @@ public:
     /// whole units end. Gives a Detail::Depth.
     int deeper(const QString &text, int level, quint64 &key) const
     {
-        return textKeyAt(text, m_shared + m_covered + 3 * (level - 1), m_folded, key);
+        const int from = m_shared + m_covered + 3 * (level - 1);
+        if (from >= m_longest) { // every text ended: no need to read this one
+            key = 0;
+            return Detail::Ended;
+        }
+        return textKeyAt(text, from, m_folded, key);
     }
 
 private:
@@ -255,6 +260,7 @@ private:
             if (i + Ahead < count)
                 prefetch(textOf(i + Ahead));
             const auto &text = textOf(i);
+            m_longest = std::max(m_longest, int(text.size()));
             const int most = std::min(m_shared, int(text.size()));
             int same = i > 0 ? 0 : most;
             while (same < most && text.at(same) == first.at(same))
@@ -333,6 +339,7 @@ private:
     bool m_folded;
     int m_bits = 1;
     int m_covered = 0;
+    int m_longest = 0;
     int m_bmpCount = 0;
     std::array<quint64, 1024> m_seen = {};
     std::array<quint16, 1024> m_before = {};
