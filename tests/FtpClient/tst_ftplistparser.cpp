@@ -56,6 +56,7 @@ private slots:
         recent("unix twenty days ahead (last year)", 20, QTime(13, 7));
         bad("unknown type letter", "x--------- 1 o g 1 Jan 1 2009 n");
         bad("unix without name", "drwxr-xr-x 2 owner group 4096 Jan 1 2009");
+        bad("unix cut short before the date", "-rw-r--r-- 1 o");
         bad("unix empty name", "drwxr-xr-x 2 owner group 4096 Jan 1 2009 ");
         bad("unix short year", "drwxr-xr-x 2 owner group 4096 Jan 1 200 x");
         bad("unix no month", "-rw-r--r-- 1 o g 1 Foo 1 2009 x");
