@@ -87,13 +87,10 @@ void TestRowOrder::deeperKeysAgreeWithTheFullCompare()
         return group[size_t(a)] != group[size_t(b)] ? group[size_t(a)] < group[size_t(b)]
                                                     : names.at(a) < names.at(b);
     };
-    const auto nameAt = [&](int i) -> const QString & { return names.at(i); };
-    const RowOrder::TextKeys keys(names.size(), nameAt, false,
-        [&](int i) { return RowOrder::PrefixKey().add(quint64(group[size_t(i)]), 2); });
-    const std::vector<int> positions = RowOrder::sortedPositions(
-        names.size(), [&](int i) { return keys.key(i); },
-        less, RowOrder::Ties::LaterFirst,
-        [&](int i, int level, quint64 &key) { return keys.deeper(names.at(i), level, key); });
+    const std::vector<int> positions = RowOrder::sortedByText(
+        names.size(), [&](int i) -> const QString & { return names.at(i); }, false,
+        [&](int i) { return RowOrder::PrefixKey().add(quint64(group[size_t(i)]), 2); }, less,
+        RowOrder::Ties::LaterFirst);
     std::vector<int> reversed(size_t(names.size()));
     std::iota(reversed.rbegin(), reversed.rend(), 0);
     std::stable_sort(reversed.begin(), reversed.end(), less);

@@ -164,15 +164,12 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     const std::vector<int> rank = boards.ranks();
     const int rankBits = RowOrder::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
     const auto nameAt = [&](int i) -> const QString & { return rows[size_t(i)].secName; };
-    const RowOrder::TextKeys names(int(rows.size()), nameAt, false,
-        [&](int i) { return RowOrder::PrefixKey().add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits); });
+    // Rows of one stock and board tie on the rank: their names go on.
     SelectorData::reorder(rows,
-        RowOrder::sortedPositions(
-            int(rows.size()), [&](int i) { return names.key(i); },
-            [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); },
-            RowOrder::Ties::LaterFirst,
-            // Rows of one stock and board tie on the rank: their names go on.
-            [&](int i, int level, quint64 &key) { return names.deeper(nameAt(i), level, key); }));
+        RowOrder::sortedByText(
+            int(rows.size()), nameAt, false,
+            [&](int i) { return RowOrder::PrefixKey().add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits); },
+            [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); }, RowOrder::Ties::LaterFirst));
     snapshot.textOrder = textOrder(rows, shown);
     return snapshot;
 }

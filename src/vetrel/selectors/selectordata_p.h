@@ -34,7 +34,6 @@ namespace SelectorData
 {
 
 using RowOrder::PrefixKey;
-using RowOrder::sortedPositions;
 using RowOrder::Ties;
 
 /// First role of the selector models' own item data.
@@ -136,7 +135,7 @@ void walk(const Table *table, Snapshot<Row> &snapshot, Accept accept, Read read)
     }
 }
 
-/// Puts the rows in the order `sortedPositions` gives.
+/// Puts the rows in the order of `positions` (as `sortedByText` gives them).
 template<typename Row>
 void reorder(std::vector<Row> &rows, const std::vector<int> &positions)
 {
@@ -162,12 +161,10 @@ Snapshot<Row> readSnapshot(
     walk(table, snapshot, accept, read);
     std::vector<Row> &rows = snapshot.rows;
     const auto textAt = [&](int i) -> const QString & { return sortText(rows[size_t(i)]); };
-    const RowOrder::TextKeys keys(int(rows.size()), textAt, false, [&](int i) { return lead(rows[size_t(i)]); });
     reorder(rows,
-        sortedPositions(
-            int(rows.size()), [&](int i) { return keys.key(i); },
-            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst,
-            [&](int i, int level, quint64 &key) { return keys.deeper(textAt(i), level, key); }));
+        RowOrder::sortedByText(
+            int(rows.size()), textAt, false, [&](int i) { return lead(rows[size_t(i)]); },
+            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
     snapshot.textOrder = textOrder(rows, textOf);
     return snapshot;
 }

@@ -349,6 +349,19 @@ private:
 };
 
 /**
+ * The positions 0..count-1 ordered by `less`, which compares the fields that
+ * `lead(position)` keys and then `textOf(position)` (case-folded when
+ * `folded`); equal rows follow `ties`.
+ */
+template<typename TextOf, typename Lead, typename Less>
+std::vector<int> sortedByText(int count, TextOf textOf, bool folded, Lead lead, Less less, Ties ties)
+{
+    const TextKeys keys(count, textOf, folded, lead);
+    return sortedPositions(count, [&](int i) { return keys.key(i); }, less, ties,
+        [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
+}
+
+/**
  * The positions 0..count-1 ordered by `textOf(position)` ignoring case, as
  * QString::compare(..., Qt::CaseInsensitive) orders them; equal texts keep
  * their positions' order.
@@ -356,11 +369,9 @@ private:
 template<typename TextOf>
 std::vector<int> caseInsensitiveOrder(int count, TextOf textOf)
 {
-    const TextKeys keys(count, textOf, true, [](int) { return PrefixKey(); });
-    return sortedPositions(
-        count, [&](int i) { return keys.key(i); },
-        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; },
-        Ties::EarlierFirst, [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
+    return sortedByText(
+        count, textOf, true, [](int) { return PrefixKey(); },
+        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; }, Ties::EarlierFirst);
 }
 
 /**
