@@ -33,9 +33,9 @@ public:
 
     QString getValue() const;
     /**
-     * Takes a date in one of "yyyy.MM.dd HH:mm:ss.zzz", "yyyy-MM-dd HH:mm:ss",
-     * "yyyy.MM.dd" or "yyyy-MM-dd"; any other text clears the date. With
-     * \a updateText the field shows the new date.
+     * Takes the canonical notation, or the date alone with dots or dashes
+     * between its parts, or a dashed date with a time to the second. Any
+     * other text clears the date. With \a updateText the field shows it.
      */
     void setValue(const QString &text, bool updateText);
     void setValue(const QString &text);
