@@ -86,7 +86,10 @@ void BoardSelectorFilteredModel::setBoardFlagsOffFilter(qlonglong mask)
 
 bool BoardSelectorFilteredModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
-    if (sourceParent.isValid())
+    // Without any filter no row is read: a fill of a million boards asks
+    // this of every row.
+    const bool unfiltered = d->stockCode.isEmpty() && d->flagsOn == 0 && d->flagsOff == 0;
+    if (sourceParent.isValid() || unfiltered)
         return true;
     const QModelIndex row = sourceModel()->index(sourceRow, 0);
     const int stockId = row.data(BoardSelectorModel::StockIdRole).toInt();

@@ -21,6 +21,9 @@ class SecuritySelectorFilteredModelPrivate
 public:
     QString stockCode;
     QString boardCode;
+    // Either code empty lets every row through; a refill of a million rows
+    // asks for each, so the answer is kept.
+    bool acceptsAll = true;
 };
 
 SecuritySelectorFilteredModel::SecuritySelectorFilteredModel(QObject *parent)
@@ -36,12 +39,13 @@ void SecuritySelectorFilteredModel::setStockBoard(const QString &stockCode, cons
         return;
     d->stockCode = stockCode;
     d->boardCode = boardCode;
+    d->acceptsAll = stockCode.isEmpty() || boardCode.isEmpty();
     invalidateFilter();
 }
 
 bool SecuritySelectorFilteredModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
-    if (sourceParent.isValid() || d->stockCode.isEmpty() || d->boardCode.isEmpty())
+    if (d->acceptsAll || sourceParent.isValid())
         return true;
     const QModelIndex item = sourceModel()->index(sourceRow, 0, sourceParent);
     const QString stockCode = StockDirectory::idByCode(d->stockCode) == mirrorStockId

@@ -115,6 +115,8 @@ void CaseInsensitiveIndex::rebuild()
 {
     m_stale = false;
     m_presorted = nullptr;
+    m_borrowsOrder = false;
+    m_order.clear();
     m_sourceRows.clear();
     m_texts.clear();
     // What only some questions need is made on the first of them, so that a
@@ -128,10 +130,11 @@ void CaseInsensitiveIndex::rebuild()
 const std::vector<int> &CaseInsensitiveIndex::positions()
 {
     ensureFresh();
-    if (m_positions.size() != m_order.size()) {
-        m_positions.resize(m_order.size());
-        for (size_t position = 0; position < m_order.size(); ++position)
-            m_positions[size_t(m_order[position])] = int(position);
+    const std::vector<int> &rows = order();
+    if (m_positions.size() != rows.size()) {
+        m_positions.resize(rows.size());
+        for (size_t position = 0; position < rows.size(); ++position)
+            m_positions[size_t(rows[position])] = int(position);
     }
     return m_positions;
 }
@@ -139,11 +142,12 @@ const std::vector<int> &CaseInsensitiveIndex::positions()
 const std::vector<int> &CaseInsensitiveIndex::firstRows()
 {
     ensureFresh();
-    const size_t rows = m_order.size();
+    const std::vector<int> &byText = order();
+    const size_t rows = byText.size();
     if (m_firstRow.size() != 2 * rows) {
         // Leaves at [rows, 2 rows), each inner node the least of its two children.
         m_firstRow.resize(2 * rows);
-        std::copy(m_order.begin(), m_order.end(), m_firstRow.begin() + std::ptrdiff_t(rows));
+        std::copy(byText.begin(), byText.end(), m_firstRow.begin() + std::ptrdiff_t(rows));
         for (size_t node = rows - 1; node > 0 && node < rows; --node)
             m_firstRow[node] = std::min(m_firstRow[2 * node], m_firstRow[2 * node + 1]);
     }
@@ -152,9 +156,11 @@ const std::vector<int> &CaseInsensitiveIndex::firstRows()
 
 bool CaseInsensitiveIndex::takePresorted()
 {
+    // The model's own order is read in place: copying a million rows would
+    // hold the GUI thread on every refill.
     m_presorted = PresortedTexts::of(m_model);
     if (m_presorted) {
-        m_order = m_presorted->order();
+        m_borrowsOrder = true;
         return true;
     }
     auto *proxy = qobject_cast<QSortFilterProxyModel *>(m_model);
@@ -163,8 +169,12 @@ bool CaseInsensitiveIndex::takePresorted()
         return false;
     const std::vector<int> &sourceOrder = m_presorted->order();
     const int rows = proxy->rowCount();
+    // An unsorted proxy that lets every row through shows its source as it is.
+    if (proxy->sortColumn() < 0 && rows == int(sourceOrder.size())) {
+        m_borrowsOrder = true;
+        return true;
+    }
     m_sourceRows.assign(size_t(rows), -1);
-    m_order.clear();
     m_order.reserve(size_t(rows));
     if (proxy->sortColumn() >= 0) {
         // A sorted proxy is asked where each row went.
@@ -179,11 +189,6 @@ bool CaseInsensitiveIndex::takePresorted()
         return true;
     }
     // An unsorted one shows the rows it lets through in its source's order.
-    if (rows == int(sourceOrder.size())) {
-        m_sourceRows.clear();
-        m_order = sourceOrder;
-        return true;
-    }
     std::vector<int> rowOfSource(sourceOrder.size(), -1);
     for (int row = 0; row < rows; ++row) {
         const int sourceRow = proxy->mapToSource(proxy->index(row, 0)).row();
@@ -219,13 +224,14 @@ QString CaseInsensitiveIndex::textAt(int row) const
 int CaseInsensitiveIndex::size()
 {
     ensureFresh();
-    return int(m_order.size());
+    return int(order().size());
 }
 
 int CaseInsensitiveIndex::rowAt(int position)
 {
     ensureFresh();
-    return position >= 0 && position < int(m_order.size()) ? m_order[size_t(position)] : -1;
+    const std::vector<int> &rows = order();
+    return position >= 0 && position < int(rows.size()) ? rows[size_t(position)] : -1;
 }
 
 int CaseInsensitiveIndex::positionOf(int row)
@@ -237,11 +243,12 @@ int CaseInsensitiveIndex::positionOf(int row)
 std::pair<int, int> CaseInsensitiveIndex::prefixRange(const QString &prefix)
 {
     ensureFresh();
-    const auto first = std::lower_bound(m_order.begin(), m_order.end(), prefix,
+    const std::vector<int> &rows = order();
+    const auto first = std::lower_bound(rows.begin(), rows.end(), prefix,
         [this](int row, const QString &p) { return comparePrefix(textAt(row), p) < 0; });
-    const auto last = std::upper_bound(first, m_order.end(), prefix,
+    const auto last = std::upper_bound(first, rows.end(), prefix,
         [this](const QString &p, int row) { return comparePrefix(textAt(row), p) > 0; });
-    return { int(first - m_order.begin()), int(last - m_order.begin()) };
+    return { int(first - rows.begin()), int(last - rows.begin()) };
 }
 
 int CaseInsensitiveIndex::firstRowStartingWith(const QString &prefix)
@@ -250,8 +257,8 @@ int CaseInsensitiveIndex::firstRowStartingWith(const QString &prefix)
     if (from == to)
         return -1;
     const std::vector<int> &tree = firstRows();
-    const size_t leaves = m_order.size();
-    int least = m_order[size_t(from)];
+    const size_t leaves = order().size();
+    int least = order()[size_t(from)];
     for (size_t low = size_t(from) + leaves, high = size_t(to) + leaves; low < high; low /= 2, high /= 2) {
         if (low & 1)
             least = std::min(least, tree[low++]);
@@ -269,7 +276,7 @@ int CaseInsensitiveIndex::firstRowEqualTo(const QString &text)
     const auto [from, to] = prefixRange(text);
     int first = -1;
     for (int position = from; position < to; ++position) {
-        const int row = m_order[size_t(position)];
+        const int row = order()[size_t(position)];
         const QString candidate = textAt(row);
         if (candidate.size() != text.size())
             break;
@@ -279,8 +286,17 @@ int CaseInsensitiveIndex::firstRowEqualTo(const QString &text)
     return first;
 }
 
+const std::vector<int> &CaseInsensitiveIndex::order() const
+{
+    static const std::vector<int> none;
+    if (!m_borrowsOrder)
+        return m_order;
+    // A borrowed order goes with the model that offered it.
+    return m_presorted ? m_presorted->order() : none;
+}
+
 QString CaseInsensitiveIndex::text(int row)
 {
     ensureFresh();
-    return row >= 0 && row < int(m_order.size()) ? textAt(row) : QString();
+    return row >= 0 && row < int(order().size()) ? textAt(row) : QString();
 }

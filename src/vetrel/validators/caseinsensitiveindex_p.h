@@ -89,6 +89,8 @@ private:
     bool takePresorted();
     void sortOwnTexts();
     QString textAt(int row) const;
+    /// Model rows by text: the index's own or the offered ones.
+    const std::vector<int> &order() const;
     const std::vector<int> &positions();
     const std::vector<int> &firstRows();
 
@@ -97,9 +99,10 @@ private:
     QPointer<const PresortedTexts> m_presorted;
     std::vector<int> m_sourceRows; // by model row, when the presorted rows are a proxy's source
     std::vector<QString> m_texts; // by model row, when the index read them itself
-    std::vector<int> m_order; // model rows by text
+    std::vector<int> m_order; // model rows by text, unless borrowed from m_presorted
     std::vector<int> m_positions; // inverse of m_order, made on first use
     std::vector<int> m_firstRow; // segment tree: least model row of a span of the order, on first use
+    bool m_borrowsOrder = false;
     bool m_stale = true;
     bool m_changing = false;
     bool m_rebuildPosted = false;
