@@ -23,7 +23,7 @@ StockDirectory *StockDirectory::i()
 QString StockDirectory::codeById(int stockId)
 {
     const StockDirectory *d = &self();
-    return d->read([d, stockId] { return d->m_byId.value(stockId).code; });
+    return d->read([d, stockId] { return d->field(stockId, &Stock::code); });
 }
 
 int StockDirectory::idByCode(const QString &stockCode)
@@ -35,7 +35,14 @@ int StockDirectory::idByCode(const QString &stockCode)
 QString StockDirectory::nameById(int stockId)
 {
     const StockDirectory *d = &self();
-    return d->read([d, stockId] { return d->m_byId.value(stockId).name; });
+    return d->read([d, stockId] { return d->field(stockId, &Stock::name); });
+}
+
+QString StockDirectory::field(int stockId, QString Stock::*member) const
+{
+    // Only the asked text is copied: a list asks once per row.
+    const auto found = m_byId.constFind(stockId);
+    return found == m_byId.cend() ? QString() : (*found).*member;
 }
 
 void StockDirectory::rebuild(const Table *table)

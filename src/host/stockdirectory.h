@@ -31,6 +31,9 @@ private:
         QString code;
         QString name;
     };
+    /// The member of the stock of that id; empty for an unknown id.
+    QString field(int stockId, QString Stock::*member) const;
+
     QHash<int, Stock> m_byId;
     QHash<QString, int> m_idByCode;
 };

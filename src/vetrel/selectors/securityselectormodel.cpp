@@ -63,13 +63,22 @@ QString shownText(const Data &row, Role role)
     return text ? *text : roleValue(row, role).toString();
 }
 
-// The rows in the order of the texts they show. Text members are compared
-// in place: a copy per comparison would cost two atomic counts each.
+// The rows in the order of the text member a role shows, whose texts
+// `shown` has seen. Members are compared in place: a copy per comparison
+// would cost two atomic counts each.
+std::vector<int> memberOrder(const std::vector<Data> &rows, Role role, RowOrder::Alphabet shown)
+{
+    return SelectorData::textOrder(
+        rows, [role](const Data &row) -> const QString & { return *textMember(row, role); }, std::move(shown));
+}
+
+// The rows in the order of the texts they show.
 std::vector<int> textOrder(const std::vector<Data> &rows, Role role)
 {
-    if (textMember(Data(), role))
-        return SelectorData::textOrder(
-            rows, [role](const Data &row) -> const QString & { return *textMember(row, role); });
+    if (textMember(Data(), role)) {
+        const auto textAt = [&](int i) -> const QString & { return *textMember(rows[size_t(i)], role); };
+        return memberOrder(rows, role, RowOrder::alphabetOf(int(rows.size()), textAt, true));
+    }
     std::vector<QString> texts;
     texts.reserve(rows.size());
     for (const Data &row : rows)
@@ -146,6 +155,10 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     Boards boards;
     std::vector<int> groupOf;
     const Table &table = *source.table;
+    // The texts are learned while the walk has them at hand.
+    RowOrder::Alphabet names(false);
+    RowOrder::Alphabet shownTexts(true);
+    const bool member = textMember(Data(), shown);
     SelectorData::walk(source.table, snapshot, accept, [&](const Record &record) {
         Data row;
         const int stockId = SelectorData::readInt(table, record, source.stockId);
@@ -157,6 +170,9 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
         row.secName = SelectorData::readText(table, record, source.secName);
         row.secCode = SelectorData::readText(table, record, source.secCode);
         row.baseCode = SelectorData::readText(table, record, source.baseCode);
+        names.see(row.secName);
+        if (member)
+            shownTexts.see(*textMember(row, shown));
         groupOf.push_back(group);
         return row;
     });
@@ -167,10 +183,10 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     // Rows of one stock and board tie on the rank: their names go on.
     SelectorData::reorder(rows,
         RowOrder::sortedByText(
-            int(rows.size()), nameAt, false,
+            int(rows.size()), nameAt, std::move(names),
             [&](int i) { return RowOrder::PrefixKey().add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits); },
             [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); }, RowOrder::Ties::LaterFirst));
-    snapshot.textOrder = textOrder(rows, shown);
+    snapshot.textOrder = member ? memberOrder(rows, shown, std::move(shownTexts)) : textOrder(rows, shown);
     return snapshot;
 }
 

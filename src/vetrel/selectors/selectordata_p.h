@@ -104,7 +104,15 @@ struct Snapshot
     std::exception_ptr error;
 };
 
-/// The rows ordered by the text each shows, for the case-insensitive index.
+/// The rows ordered by the text each shows, for the case-insensitive index;
+/// `shown`, when given, has seen every row's text.
+template<typename Row, typename TextOf>
+std::vector<int> textOrder(const std::vector<Row> &rows, TextOf textOf, RowOrder::Alphabet shown)
+{
+    return RowOrder::caseInsensitiveOrder(
+        int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); }, std::move(shown));
+}
+
 template<typename Row, typename TextOf>
 std::vector<int> textOrder(const std::vector<Row> &rows, TextOf textOf)
 {
@@ -158,14 +166,22 @@ Snapshot<Row> readSnapshot(
     const Table *table, Accept accept, Read read, SortText sortText, Lead lead, Less less, TextOf textOf)
 {
     Snapshot<Row> snapshot;
-    walk(table, snapshot, accept, read);
+    // Both orders learn their texts while the walk has them at hand.
+    RowOrder::Alphabet sorted(false);
+    RowOrder::Alphabet shown(true);
+    walk(table, snapshot, accept, [&](const Record &record) {
+        Row row = read(record);
+        sorted.see(sortText(row));
+        shown.see(textOf(row));
+        return row;
+    });
     std::vector<Row> &rows = snapshot.rows;
     const auto textAt = [&](int i) -> const QString & { return sortText(rows[size_t(i)]); };
     reorder(rows,
         RowOrder::sortedByText(
-            int(rows.size()), textAt, false, [&](int i) { return lead(rows[size_t(i)]); },
+            int(rows.size()), textAt, std::move(sorted), [&](int i) { return lead(rows[size_t(i)]); },
             [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
-    snapshot.textOrder = textOrder(rows, textOf);
+    snapshot.textOrder = textOrder(rows, textOf, std::move(shown));
     return snapshot;
 }
 

@@ -79,27 +79,55 @@ namespace Detail
         int position;
     };
 
+    /// Puts entries already in key order, ascending or descending, in
+    /// stable ascending order; false when they are in neither.
+    inline bool settleIfOrdered(Entry *first, Entry *last)
+    {
+        if (std::is_sorted(first, last, [](const Entry &a, const Entry &b) { return a.key < b.key; }))
+            return true;
+        if (!std::is_sorted(first, last, [](const Entry &a, const Entry &b) { return a.key > b.key; }))
+            return false;
+        // Reversed, the entries of one key would also swap: they turn back.
+        std::reverse(first, last);
+        for (Entry *run = first; run != last;) {
+            Entry *end = run + 1;
+            while (end != last && end->key == run->key)
+                ++end;
+            std::reverse(run, end);
+            run = end;
+        }
+        return true;
+    }
+
     /// Stable radix sort of the entries by key, least significant byte
-    /// first; bytes that every key shares are skipped.
+    /// first; bytes that every key shares are skipped. Rows read in the
+    /// order of their key, as a table keyed alike gives them, cost one look.
     inline void radixSort(Entry *first, Entry *last, std::vector<Entry> &scratch)
     {
+        if (settleIfOrdered(first, last))
+            return;
         quint64 differing = 0;
         for (const Entry *e = first; e != last; ++e)
             differing |= e->key ^ first->key;
         const size_t count = size_t(last - first);
         scratch.resize(std::max(scratch.size(), count));
+        // Each pass goes from one buffer to the other and back.
+        Entry *from = first;
+        Entry *to = scratch.data();
         for (int shift = 0; shift < 64; shift += 8) {
             if (((differing >> shift) & 0xff) == 0)
                 continue;
             size_t counts[257] = {};
-            for (const Entry *e = first; e != last; ++e)
+            for (const Entry *e = from; e != from + count; ++e)
                 ++counts[((e->key >> shift) & 0xff) + 1];
             for (int b = 0; b < 256; ++b)
                 counts[b + 1] += counts[b];
-            for (const Entry *e = first; e != last; ++e)
-                scratch[counts[(e->key >> shift) & 0xff]++] = *e;
-            std::copy(scratch.begin(), scratch.begin() + std::ptrdiff_t(count), first);
+            for (const Entry *e = from; e != from + count; ++e)
+                to[counts[(e->key >> shift) & 0xff]++] = *e;
+            std::swap(from, to);
         }
+        if (from != first)
+            std::copy(from, from + count, first);
     }
 
     /// What a deeper key told of a row.
@@ -144,23 +172,17 @@ namespace Detail
             from = to;
         }
     }
-
-    /// A `deeper` for sorts keyed by one field only.
-    inline int noDeeperKey(int, int, quint64 &)
-    {
-        return Unknown;
-    }
 }
 
 /**
  * The positions 0..count-1 ordered by `less`; `prefix(position)` gives the
- * PrefixKey of a position. Equal rows follow `ties`. Runs of rows whose
- * keys tie may be keyed again, level by level from 1: `deeper(position,
- * level, key)` sets the next key and says what it is (a Detail::Depth).
+ * PrefixKey value of a position. Equal rows follow `ties`. Runs of rows
+ * whose keys tie may be keyed again, level by level from 1:
+ * `deeper(position, level, key)` sets the next key and says what it is (a
+ * Detail::Depth).
  */
-template<typename Prefix, typename Less, typename Deeper = decltype(&Detail::noDeeperKey)>
-std::vector<int> sortedPositions(
-    int count, Prefix prefix, Less less, Ties ties, Deeper deeper = &Detail::noDeeperKey)
+template<typename Prefix, typename Less, typename Deeper>
+std::vector<int> sortedPositions(int count, Prefix prefix, Less less, Ties ties, Deeper deeper)
 {
     std::vector<Detail::Entry> entries(size_t(std::max(count, 0)));
     for (int i = 0; i < count; ++i) {
@@ -200,100 +222,37 @@ inline int textKeyAt(const QString &text, int from, bool folded, quint64 &key)
 }
 
 /**
- * Ordering keys for the texts of one sort. A key skips the units every text
- * shares and gives each further unit only the bits the texts' own alphabet
- * needs (its rank among the units they use, 0 for the end of a text): codes
- * of digits take 4 bits a unit, not 16, so that keys rarely tie and few runs
- * need the deeper passes. Texts are read case-folded when `folded`, as a
- * case-insensitive QString compare reads them.
+ * The units a set of texts uses past the start they all share, learned one
+ * text at a time, so that a fill sees each text while reading it: a second
+ * pass over a million texts, each in a block of its own, costs as much as
+ * the read. Texts are read case-folded when `folded`, as a case-insensitive
+ * QString compare reads them.
  */
-class TextKeys
+class Alphabet
 {
 public:
-    /// `lead(i)`: the key of the fields compared before text i; it must
-    /// hold as many bits for every text.
-    template<typename TextOf, typename Lead>
-    TextKeys(int count, TextOf textOf, bool folded, Lead lead)
+    explicit Alphabet(bool folded)
         : m_folded(folded)
+    { }
+
+    /// Learns a text's units. A unit before where the text first differs
+    /// from the first text is the first text's own, already seen.
+    void see(const QString &text)
     {
-        learnAlphabet(count, textOf);
-        m_covered = std::min(MaxUnits, (64 - (count > 0 ? lead(0).used() : 0)) / m_bits);
-        m_keys.resize(size_t(std::max(count, 0)));
-        for (int i = 0; i < count; ++i) {
-            if (i + Ahead < count)
-                prefetch(textOf(i + Ahead));
-            m_keys[size_t(i)] = add(lead(i), textOf(i)).value();
+        m_longest = std::max(m_longest, int(text.size()));
+        if (m_texts++ == 0) {
+            m_first = text;
+            m_shared = int(text.size());
         }
-    }
-
-    /// The first key of text i.
-    quint64 key(int i) const { return m_keys[size_t(i)]; }
-
-    /// The deeper key of `level` (from 1): it goes on where the first keys'
-    /// whole units end. Gives a Detail::Depth.
-    int deeper(const QString &text, int level, quint64 &key) const
-    {
-        const int from = m_shared + m_covered + 3 * (level - 1);
-        if (from >= m_longest) { // every text ended: no need to read this one
-            key = 0;
-            return Detail::Ended;
-        }
-        return textKeyAt(text, from, m_folded, key);
-    }
-
-private:
-    // Units past these are left to the deeper keys, so that a small
-    // alphabet does not make every text be read far.
-    static constexpr int MaxUnits = 16;
-    static constexpr int Ahead = 8;
-
-    template<typename TextOf>
-    void learnAlphabet(int count, TextOf textOf)
-    {
-        // One read of each text finds the shared start and the units after
-        // it. A unit before where a text first differs from the first text
-        // is the first text's own, already seen.
-        std::vector<uint> supplementary;
-        const QString first = count > 0 ? QString(textOf(0)) : QString();
-        m_shared = first.size();
-        for (int i = 0; i < count; ++i) {
-            if (i + Ahead < count)
-                prefetch(textOf(i + Ahead));
-            const auto &text = textOf(i);
-            m_longest = std::max(m_longest, int(text.size()));
-            const int most = std::min(m_shared, int(text.size()));
-            int same = i > 0 ? 0 : most;
-            while (same < most && text.at(same) == first.at(same))
-                ++same;
-            const int end = std::min(int(text.size()), m_shared + MaxUnits);
-            for (int at = i > 0 ? same : 0; at < end; ++at)
-                see(unitAt(text, at), supplementary);
-            m_shared = same;
-        }
-        int ranked = 0;
-        for (size_t word = 0; word < m_seen.size(); ++word) {
-            m_before[word] = quint16(ranked);
-            ranked += qPopulationCount(m_seen[word]);
-        }
-        for (uint unit = 0; unit < m_direct.size(); ++unit)
-            m_direct[unit] = quint16(rankOfBmp(unit));
-        std::sort(supplementary.begin(), supplementary.end());
-        supplementary.erase(std::unique(supplementary.begin(), supplementary.end()), supplementary.end());
-        m_supplementary = std::move(supplementary);
-        m_bmpCount = ranked;
-        m_bits = std::max(1, bitsFor(quint64(ranked) + m_supplementary.size()));
-    }
-
-    /// `key` with the text's units added while bits remain.
-    PrefixKey add(PrefixKey key, const QString &text) const
-    {
-        // The bits left after the text's end stay 0, the end's own rank.
+        const bool first = m_texts == 1;
+        const int most = std::min(m_shared, int(text.size()));
+        int same = first ? most : 0;
+        while (same < most && text.at(same) == m_first.at(same))
+            ++same;
         const int end = std::min(int(text.size()), m_shared + MaxUnits);
-        for (int at = m_shared; key.free() > 0 && at < end; ++at) {
-            const int bits = std::min(m_bits, key.free());
-            key.add(rankOf(unitAt(text, at)) >> (m_bits - bits), bits);
-        }
-        return key;
+        for (int at = first ? 0 : same; at < end; ++at)
+            see(unitAt(text, at));
+        m_shared = same;
     }
 
     /// Asks for a text's units ahead of use: each text lives in a block of
@@ -305,12 +264,18 @@ private:
         __builtin_prefetch(block + 64);
     }
 
-    void see(uint unit, std::vector<uint> &supplementary)
+private:
+    friend class TextKeys;
+    // Units past these are left to the deeper keys, so that a small
+    // alphabet does not make every text be read far.
+    static constexpr int MaxUnits = 16;
+
+    void see(uint unit)
     {
         if (unit <= 0xffff)
             m_seen[unit >> 6] |= quint64(1) << (unit & 63);
         else
-            supplementary.push_back(unit);
+            m_supplementary.push_back(unit);
     }
 
     uint unitAt(const QString &text, int at) const
@@ -318,60 +283,167 @@ private:
         return m_folded ? PrefixKey::foldedAt(text, at) : text.at(at).unicode();
     }
 
+    bool m_folded;
+    int m_texts = 0;
+    int m_shared = 0;
+    int m_longest = 0;
+    QString m_first;
+    std::array<quint64, 1024> m_seen = {};
+    std::vector<uint> m_supplementary;
+};
+
+/**
+ * Ordering keys for the texts of one sort. A key skips the units every text
+ * shares and gives each further unit only the bits the texts' own alphabet
+ * needs (its rank among the units they use, 0 for the end of a text): codes
+ * of digits take 4 bits a unit, not 16, so that keys rarely tie and few runs
+ * need the deeper passes.
+ */
+class TextKeys
+{
+public:
+    /// `alphabet` has seen every text; `lead(i)`: the key of the fields
+    /// compared before text i, which must hold as many bits for every text.
+    template<typename TextOf, typename Lead>
+    TextKeys(int count, TextOf textOf, Alphabet alphabet, Lead lead)
+        : m_alphabet(std::move(alphabet))
+    {
+        rank();
+        m_covered = std::min(Alphabet::MaxUnits, (64 - (count > 0 ? lead(0).used() : 0)) / m_bits);
+        m_keys.resize(size_t(std::max(count, 0)));
+        for (int i = 0; i < count; ++i) {
+            if (i + Ahead < count)
+                Alphabet::prefetch(textOf(i + Ahead));
+            m_keys[size_t(i)] = add(lead(i), textOf(i)).value();
+        }
+    }
+
+    /// The first key of text i.
+    quint64 key(int i) const { return m_keys[size_t(i)]; }
+
+    /// The deeper key of `level` (from 1): it goes on where the first keys'
+    /// whole units end. Gives a Detail::Depth.
+    int deeper(const QString &text, int level, quint64 &key) const
+    {
+        const int from = m_alphabet.m_shared + m_covered + 3 * (level - 1);
+        if (from >= m_alphabet.m_longest) { // every text ended: no need to read this one
+            key = 0;
+            return Detail::Ended;
+        }
+        return textKeyAt(text, from, m_alphabet.m_folded, key);
+    }
+
+private:
+    static constexpr int Ahead = 8;
+
+    /// Ranks the units seen: 1 for the least, 0 being the end of a text.
+    void rank()
+    {
+        int ranked = 0;
+        for (size_t word = 0; word < m_alphabet.m_seen.size(); ++word) {
+            m_before[word] = quint16(ranked);
+            ranked += qPopulationCount(m_alphabet.m_seen[word]);
+        }
+        for (uint unit = 0; unit < m_direct.size(); ++unit)
+            m_direct[unit] = quint16(rankOfBmp(unit));
+        std::vector<uint> &supplementary = m_alphabet.m_supplementary;
+        std::sort(supplementary.begin(), supplementary.end());
+        supplementary.erase(std::unique(supplementary.begin(), supplementary.end()), supplementary.end());
+        m_bmpCount = ranked;
+        m_bits = std::max(1, bitsFor(quint64(ranked) + supplementary.size()));
+    }
+
+    /// `key` with the text's units added while bits remain.
+    PrefixKey add(PrefixKey key, const QString &text) const
+    {
+        // The bits left after the text's end stay 0, the end's own rank.
+        const int shared = m_alphabet.m_shared;
+        const int end = std::min(int(text.size()), shared + Alphabet::MaxUnits);
+        for (int at = shared; key.free() > 0 && at < end; ++at) {
+            const int bits = std::min(m_bits, key.free());
+            key.add(rankOf(m_alphabet.unitAt(text, at)) >> (m_bits - bits), bits);
+        }
+        return key;
+    }
+
     quint64 rankOf(uint unit) const
     {
         if (unit < m_direct.size())
             return m_direct[unit];
         if (unit > 0xffff) {
-            const auto at = std::lower_bound(m_supplementary.begin(), m_supplementary.end(), unit);
-            return quint64(m_bmpCount + (at - m_supplementary.begin()) + 1);
+            const std::vector<uint> &supplementary = m_alphabet.m_supplementary;
+            const auto at = std::lower_bound(supplementary.begin(), supplementary.end(), unit);
+            return quint64(m_bmpCount + (at - supplementary.begin()) + 1);
         }
         return rankOfBmp(unit);
     }
 
     quint64 rankOfBmp(uint unit) const
     {
-        const quint64 below = m_seen[unit >> 6] & ((quint64(1) << (unit & 63)) - 1);
+        const quint64 below = m_alphabet.m_seen[unit >> 6] & ((quint64(1) << (unit & 63)) - 1);
         return quint64(m_before[unit >> 6]) + quint64(qPopulationCount(below)) + 1;
     }
 
-    int m_shared = 0;
-    bool m_folded;
+    Alphabet m_alphabet;
     int m_bits = 1;
     int m_covered = 0;
-    int m_longest = 0;
     int m_bmpCount = 0;
-    std::array<quint64, 1024> m_seen = {};
     std::array<quint16, 1024> m_before = {};
     std::array<quint16, 0x800> m_direct = {}; // Latin, Greek, Cyrillic: no counting
-    std::vector<uint> m_supplementary;
     std::vector<quint64> m_keys;
 };
 
+/// The alphabet of texts 0..count-1, learned in one pass.
+template<typename TextOf>
+Alphabet alphabetOf(int count, TextOf textOf, bool folded)
+{
+    Alphabet alphabet(folded);
+    for (int i = 0; i < count; ++i) {
+        if (i + 8 < count)
+            Alphabet::prefetch(textOf(i + 8));
+        alphabet.see(textOf(i));
+    }
+    return alphabet;
+}
+
 /**
  * The positions 0..count-1 ordered by `less`, which compares the fields that
- * `lead(position)` keys and then `textOf(position)` (case-folded when
- * `folded`); equal rows follow `ties`.
+ * `lead(position)` keys and then `textOf(position)`, read as `alphabet`
+ * (which has seen every text) reads them; equal rows follow `ties`.
  */
+template<typename TextOf, typename Lead, typename Less>
+std::vector<int> sortedByText(int count, TextOf textOf, Alphabet alphabet, Lead lead, Less less, Ties ties)
+{
+    const TextKeys keys(count, textOf, std::move(alphabet), lead);
+    return sortedPositions(count, [&](int i) { return keys.key(i); }, less, ties,
+        [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
+}
+
+/// As above, the texts read case-folded when `folded`.
 template<typename TextOf, typename Lead, typename Less>
 std::vector<int> sortedByText(int count, TextOf textOf, bool folded, Lead lead, Less less, Ties ties)
 {
-    const TextKeys keys(count, textOf, folded, lead);
-    return sortedPositions(count, [&](int i) { return keys.key(i); }, less, ties,
-        [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
+    return sortedByText(count, textOf, alphabetOf(count, textOf, folded), lead, less, ties);
 }
 
 /**
  * The positions 0..count-1 ordered by `textOf(position)` ignoring case, as
  * QString::compare(..., Qt::CaseInsensitive) orders them; equal texts keep
- * their positions' order.
+ * their positions' order. `alphabet`, when given, has seen every text
+ * case-folded.
  */
+template<typename TextOf>
+std::vector<int> caseInsensitiveOrder(int count, TextOf textOf, Alphabet alphabet)
+{
+    return sortedByText(
+        count, textOf, std::move(alphabet), [](int) { return PrefixKey(); },
+        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; }, Ties::EarlierFirst);
+}
+
 template<typename TextOf>
 std::vector<int> caseInsensitiveOrder(int count, TextOf textOf)
 {
-    return sortedByText(
-        count, textOf, true, [](int) { return PrefixKey(); },
-        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; }, Ties::EarlierFirst);
+    return caseInsensitiveOrder(count, textOf, alphabetOf(count, textOf, true));
 }
 
 /**
