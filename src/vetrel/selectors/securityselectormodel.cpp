@@ -66,14 +66,14 @@ QString shownText(const Data &row, Role role)
 // The rows in the order of the text member a role shows, whose texts
 // `shown` has seen. Members are compared in place: a copy per comparison
 // would cost two atomic counts each.
-std::vector<int> memberOrder(const std::vector<Data> &rows, Role role, RowOrder::Alphabet shown)
+std::vector<int> memberOrder(const SelectorData::Rows<Data> &rows, Role role, RowOrder::Alphabet shown)
 {
     return SelectorData::textOrder(
         rows, [role](const Data &row) -> const QString & { return *textMember(row, role); }, std::move(shown));
 }
 
 // The rows in the order of the texts they show.
-std::vector<int> textOrder(const std::vector<Data> &rows, Role role)
+std::vector<int> textOrder(const SelectorData::Rows<Data> &rows, Role role)
 {
     if (textMember(Data(), role)) {
         const auto textAt = [&](int i) -> const QString & { return *textMember(rows[size_t(i)], role); };
@@ -176,7 +176,7 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
         groupOf.push_back(group);
         return row;
     });
-    std::vector<Data> &rows = snapshot.rows;
+    SelectorData::Rows<Data> &rows = snapshot.rows;
     const std::vector<int> rank = boards.ranks();
     const int rankBits = RowOrder::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
     const auto nameAt = [&](int i) -> const QString & { return rows[size_t(i)].secName; };

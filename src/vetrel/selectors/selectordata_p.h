@@ -93,28 +93,32 @@ private:
     QAbstractItemModel &m_model;
 };
 
+/// The rows of a list: a market's worth fills and drops them on every refill.
+template<typename Row>
+using Rows = std::vector<Row, HugePageAllocator<Row>>;
+
 /// What a refill read: rows in list order, the rows ordered by their shown
 /// texts ignoring case, and the error that stopped the walk (the rows before
 /// it are kept).
 template<typename Row>
 struct Snapshot
 {
-    std::vector<Row> rows;
+    Rows<Row> rows;
     std::vector<int> textOrder;
     std::exception_ptr error;
 };
 
 /// The rows ordered by the text each shows, for the case-insensitive index;
 /// `shown`, when given, has seen every row's text.
-template<typename Row, typename TextOf>
-std::vector<int> textOrder(const std::vector<Row> &rows, TextOf textOf, RowOrder::Alphabet shown)
+template<typename Rows, typename TextOf>
+std::vector<int> textOrder(const Rows &rows, TextOf textOf, RowOrder::Alphabet shown)
 {
     return RowOrder::caseInsensitiveOrder(
         int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); }, std::move(shown));
 }
 
-template<typename Row, typename TextOf>
-std::vector<int> textOrder(const std::vector<Row> &rows, TextOf textOf)
+template<typename Rows, typename TextOf>
+std::vector<int> textOrder(const Rows &rows, TextOf textOf)
 {
     return RowOrder::caseInsensitiveOrder(
         int(rows.size()), [&](int i) -> decltype(auto) { return textOf(rows[size_t(i)]); });
@@ -145,9 +149,9 @@ void walk(const Table *table, Snapshot<Row> &snapshot, Accept accept, Read read)
 
 /// Puts the rows in the order of `positions` (as `sortedByText` gives them).
 template<typename Row>
-void reorder(std::vector<Row> &rows, const std::vector<int> &positions)
+void reorder(Rows<Row> &rows, const std::vector<int> &positions)
 {
-    std::vector<Row> ordered;
+    Rows<Row> ordered;
     ordered.reserve(rows.size());
     for (int position : positions)
         ordered.push_back(std::move(rows[size_t(position)]));
@@ -175,7 +179,7 @@ Snapshot<Row> readSnapshot(
         shown.see(textOf(row));
         return row;
     });
-    std::vector<Row> &rows = snapshot.rows;
+    Rows<Row> &rows = snapshot.rows;
     const auto textAt = [&](int i) -> const QString & { return sortText(rows[size_t(i)]); };
     reorder(rows,
         RowOrder::sortedByText(
@@ -231,7 +235,7 @@ public:
             textOrder);
     }
 
-    std::vector<Row> rows;
+    Rows<Row> rows;
     std::vector<int> textOrder;
 
 private:
@@ -260,7 +264,7 @@ enum class CheckChange
  * sets every mark inside one model reset.
  */
 template<typename Row>
-CheckChange setCheckMark(QAbstractItemModel &model, std::vector<Row> &rows, bool checkMarks,
+CheckChange setCheckMark(QAbstractItemModel &model, Rows<Row> &rows, bool checkMarks,
     const QModelIndex &index, const QVariant &value, int role)
 {
     if (!checkMarks || role != Qt::CheckStateRole)
@@ -327,7 +331,7 @@ private:
  * whether any row is unchecked (so that the keys restrict).
  */
 template<typename Key, typename Row, typename KeyOf>
-QPair<bool, QList<Key>> checkedKeys(const std::vector<Row> &rows, KeyOf keyOf)
+QPair<bool, QList<Key>> checkedKeys(const Rows<Row> &rows, KeyOf keyOf)
 {
     QPair<bool, QList<Key>> result(false, {});
     for (const Row &row : rows) {

@@ -5,6 +5,8 @@
 // 64-bit key that orders like its first fields, a radix sort orders the keys,
 // and only rows whose keys tie are compared in full.
 
+#include <vetrel/hugepageallocator_p.h>
+
 #include <QChar>
 #include <QString>
 #include <QtAlgorithms>
@@ -78,6 +80,7 @@ namespace Detail
         quint64 key;
         int position;
     };
+    using Entries = std::vector<Entry, HugePageAllocator<Entry>>;
 
     /// Puts entries already in key order, ascending or descending, in
     /// stable ascending order; false when they are in neither.
@@ -102,7 +105,7 @@ namespace Detail
     /// Stable radix sort of the entries by key, least significant byte
     /// first; bytes that every key shares are skipped. Rows read in the
     /// order of their key, as a table keyed alike gives them, cost one look.
-    inline void radixSort(Entry *first, Entry *last, std::vector<Entry> &scratch)
+    inline void radixSort(Entry *first, Entry *last, Entries &scratch)
     {
         if (settleIfOrdered(first, last))
             return;
@@ -145,7 +148,7 @@ namespace Detail
      */
     template<typename Deeper, typename Less>
     void settleTies(
-        Entry *first, Entry *last, int level, Deeper &deeper, Less &less, std::vector<Entry> &scratch)
+        Entry *first, Entry *last, int level, Deeper &deeper, Less &less, Entries &scratch)
     {
         const auto byFields = [&](const Entry &a, const Entry &b) { return less(a.position, b.position); };
         for (Entry *from = first; from != last;) {
@@ -184,13 +187,13 @@ namespace Detail
 template<typename Prefix, typename Less, typename Deeper>
 std::vector<int> sortedPositions(int count, Prefix prefix, Less less, Ties ties, Deeper deeper)
 {
-    std::vector<Detail::Entry> entries(size_t(std::max(count, 0)));
+    Detail::Entries entries(size_t(std::max(count, 0)));
     for (int i = 0; i < count; ++i) {
         const int position = ties == Ties::LaterFirst ? count - 1 - i : i;
         entries[size_t(i)] = { prefix(position), position };
     }
     // Each pass is stable, so ties keep the order above.
-    std::vector<Detail::Entry> scratch;
+    Detail::Entries scratch;
     Detail::Entry *const first = entries.data();
     Detail::radixSort(first, first + entries.size(), scratch);
     Detail::settleTies(first, first + entries.size(), 1, deeper, less, scratch);
@@ -390,7 +393,7 @@ private:
     int m_bmpCount = 0;
     std::array<quint16, 1024> m_before = {};
     std::array<quint16, 0x800> m_direct = {}; // Latin, Greek, Cyrillic: no counting
-    std::vector<quint64> m_keys;
+    std::vector<quint64, HugePageAllocator<quint64>> m_keys;
 };
 
 /// The alphabet of texts 0..count-1, learned in one pass.
