@@ -6,6 +6,8 @@
 #include <numeric>
 #include <random>
 
+Q_DECLARE_METATYPE(RowOrder::Ties)
+
 // The radix orders with their deeper keys must agree with QString's own
 // compares on every kind of text, or lookups by binary search miss rows.
 class TestRowOrder : public QObject
@@ -16,6 +18,8 @@ private slots:
     void caseInsensitiveOrderAgreesWithQString_data();
     void caseInsensitiveOrderAgreesWithQString();
     void deeperKeysAgreeWithTheFullCompare();
+    void rowsAlreadyInKeyOrder_data();
+    void rowsAlreadyInKeyOrder();
     void positionsShowingFindsExactTexts();
 };
 
@@ -95,6 +99,42 @@ void TestRowOrder::deeperKeysAgreeWithTheFullCompare()
     std::iota(reversed.rbegin(), reversed.rend(), 0);
     std::stable_sort(reversed.begin(), reversed.end(), less);
     QCOMPARE(positions, reversed);
+}
+
+void TestRowOrder::rowsAlreadyInKeyOrder_data()
+{
+    QTest::addColumn<bool>("descending");
+    QTest::addColumn<RowOrder::Ties>("ties");
+
+    QTest::newRow("ascending, later first") << false << RowOrder::Ties::LaterFirst;
+    QTest::newRow("ascending, earlier first") << false << RowOrder::Ties::EarlierFirst;
+    QTest::newRow("descending, later first") << true << RowOrder::Ties::LaterFirst;
+    QTest::newRow("descending, earlier first") << true << RowOrder::Ties::EarlierFirst;
+}
+
+// Rows read in the order of their keys (or its reverse) are settled without
+// radix passes; runs of equal keys must still follow the tie rule. Enough
+// rows that the sort's buffers are mappings of their own.
+void TestRowOrder::rowsAlreadyInKeyOrder()
+{
+    QFETCH(bool, descending);
+    QFETCH(RowOrder::Ties, ties);
+    const int count = 300000;
+    std::vector<int> group(static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i)
+        group[size_t(i)] = (descending ? count - i : i) / 7;
+    const QString name = QStringLiteral("Board 1");
+    const auto less = [&](int a, int b) { return group[size_t(a)] < group[size_t(b)]; };
+    const std::vector<int> positions = RowOrder::sortedByText(
+        count, [&](int) -> const QString & { return name; }, false,
+        [&](int i) { return RowOrder::PrefixKey().add(quint64(group[size_t(i)]), 20); }, less, ties);
+    std::vector<int> expected(static_cast<size_t>(count));
+    if (ties == RowOrder::Ties::LaterFirst)
+        std::iota(expected.rbegin(), expected.rend(), 0);
+    else
+        std::iota(expected.begin(), expected.end(), 0);
+    std::stable_sort(expected.begin(), expected.end(), less);
+    QCOMPARE(positions, expected);
 }
 
 void TestRowOrder::positionsShowingFindsExactTexts()
