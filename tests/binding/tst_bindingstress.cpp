@@ -72,7 +72,10 @@ private:
         QString text;
         for (int i = pick(5); i > 0; --i)
             text += QChar(u'a' + pick(26));
-        const QDate date(1950 + pick(100), 1 + pick(12), 1 + pick(28));
+        // The first day of 1970 at midnight is a date edit's "no date": never a value.
+        QDate date(1950 + pick(100), 1 + pick(12), 1 + pick(28));
+        if (date == QDate(1970, 1, 1))
+            date = date.addDays(1);
         return kind == u'T' ? text
             : kind == u'N'  ? QStringLiteral("%1.%2").arg(pick(200000) - 100000).arg(10 + pick(90))
             : kind == u'Q'  ? QString::number(pick(100000))
