@@ -21,9 +21,6 @@ class SecuritySelectorFilteredModelPrivate
 public:
     QString stockCode;
     QString boardCode;
-    // Either code empty lets every row through; a refill of a million rows
-    // asks for each, so the answer is kept.
-    bool acceptsAll = true;
 };
 
 SecuritySelectorFilteredModel::SecuritySelectorFilteredModel(QObject *parent)
@@ -39,13 +36,12 @@ void SecuritySelectorFilteredModel::setStockBoard(const QString &stockCode, cons
         return;
     d->stockCode = stockCode;
     d->boardCode = boardCode;
-    d->acceptsAll = stockCode.isEmpty() || boardCode.isEmpty();
     invalidateFilter();
 }
 
 bool SecuritySelectorFilteredModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
-    if (d->acceptsAll || sourceParent.isValid())
+    if (sourceParent.isValid() || d->stockCode.isEmpty() || d->boardCode.isEmpty())
         return true;
     const QModelIndex item = sourceModel()->index(sourceRow, 0, sourceParent);
     const QString stockCode = StockDirectory::idByCode(d->stockCode) == mirrorStockId

@@ -258,6 +258,9 @@ public:
         m_shared = same;
     }
 
+    /// How many texts ahead a pass asks for them.
+    static constexpr int Ahead = 8;
+
     /// Asks for a text's units ahead of use: each text lives in a block of
     /// its own, and waiting for each in turn is most of a pass.
     static void prefetch(const QString &text)
@@ -315,8 +318,8 @@ public:
         m_covered = std::min(Alphabet::MaxUnits, (64 - (count > 0 ? lead(0).used() : 0)) / m_bits);
         m_keys.resize(size_t(std::max(count, 0)));
         for (int i = 0; i < count; ++i) {
-            if (i + Ahead < count)
-                Alphabet::prefetch(textOf(i + Ahead));
+            if (i + Alphabet::Ahead < count)
+                Alphabet::prefetch(textOf(i + Alphabet::Ahead));
             m_keys[size_t(i)] = add(lead(i), textOf(i)).value();
         }
     }
@@ -337,8 +340,6 @@ public:
     }
 
 private:
-    static constexpr int Ahead = 8;
-
     /// Ranks the units seen: 1 for the least, 0 being the end of a text.
     void rank()
     {
@@ -402,8 +403,8 @@ Alphabet alphabetOf(int count, TextOf textOf, bool folded)
 {
     Alphabet alphabet(folded);
     for (int i = 0; i < count; ++i) {
-        if (i + 8 < count)
-            Alphabet::prefetch(textOf(i + 8));
+        if (i + Alphabet::Ahead < count)
+            Alphabet::prefetch(textOf(i + Alphabet::Ahead));
         alphabet.see(textOf(i));
     }
     return alphabet;
