@@ -38,6 +38,13 @@ public:
     decimal toDecimal() const;
     xdecimal toXDecimal() const;
     QString toString() const;
+    // The text of a text cell without a copy (empty when absent); a null
+    // view for cells of other types.
+    QStringView textView() const
+    {
+        const QString *text = std::get_if<QString>(&m_value);
+        return text ? QStringView(*text) : QStringView();
+    }
     // The stored value as it is (QVariant() when absent).
     QVariant toVariant() const;
 

@@ -196,6 +196,7 @@ private slots:
         m.add("kx.dealer", { { "dealer_id", 1 }, { "orv_code", "MC200" }, { "name", "Beta Broker" } });
         m.add("kx.dealer", { { "dealer_id", 2 }, { "orv_code", "  MC100 " }, { "name", "Alpha Broker" } });
         m.add("kx.dealer", { { "dealer_id", 3 }, { "orv_code", "MC300" }, { "name", "Gamma" } });
+        m.add("kx.dealer", { { "dealer_id", 4 }, { "orv_code", QString("MC" + QString(22, QLatin1Char('9'))) }, { "name", "Omega" } });
         m.addStream(20, 1282, "USDRUB_TOM", "1000000");
         m.addStream(11, 1281, "USDRUB_TOD", "5000000");
         m.addStream(10, 1281, "USDRUB_TOD", "1000000");
@@ -442,6 +443,11 @@ private slots:
         box.show();
         QVERIFY(QTest::qWaitForWindowExposed(&box));
         QSignalSpy partner(&box, &PartnerSelectorBox::changedPartner);
+
+        // The wide text pads the code to 22 characters; a longer code is not cut.
+        const auto wide = [&](int row) { return box.model()->index(row, 1).data().toString(); };
+        QCOMPARE(wide(1), QStringLiteral("MC200") + QString(17, ' ') + QStringLiteral("Beta Broker"));
+        QCOMPARE(wide(3), QStringLiteral("MC") + QString(22, '9') + QStringLiteral("Omega"));
 
         // Picking a row in the open list reports the code, never the wide text.
         box.showPopup();

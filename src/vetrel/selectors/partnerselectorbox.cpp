@@ -12,6 +12,7 @@
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 
+#include <algorithm>
 #include <cmath>
 
 static const SelectorData::FieldConstantSet fieldConstants;
@@ -46,6 +47,17 @@ int compareDoubles(double a, double b)
     return threeWay(a, b);
 }
 
+// The open list's line: the code padded with spaces to its width, then the
+// name, built in one allocation.
+QString codeAndName(const QString &code, const QString &name)
+{
+    const int nameAt = qMax(code.size(), codeWidth);
+    QString line(nameAt + name.size(), QLatin1Char(' '));
+    std::copy(code.cbegin(), code.cend(), line.begin());
+    std::copy(name.cbegin(), name.cend(), line.begin() + nameAt);
+    return line;
+}
+
 }
 
 int comparePartnerCodes(const Field &a, const Field &b)
@@ -64,7 +76,7 @@ int comparePartnerCodes(const Field &a, const Field &b)
     case FieldType::XDecimal:
         return xdecimal::compare(a.toXDecimal(), b.toXDecimal());
     case FieldType::String:
-        return threeWay(QString::compare(a.toString(), b.toString()), 0);
+        return threeWay(a.textView().compare(b.textView()), 0);
     case FieldType::None:
         break;
     }
@@ -148,9 +160,7 @@ void PartnerSelectorBox::populate()
                     const Record &record = *at(position);
                     const QString code = table()->dataPtr(record, m_code)->toString().trimmed();
                     const QString name = table()->dataPtr(record, m_name)->toString();
-                    const QString padding(qMax(0, codeWidth - code.size()), QLatin1Char(' '));
-                    items->appendRow({ new QStandardItem(code),
-                        new QStandardItem(QStringLiteral("%1%2%3").arg(code, padding, name)),
+                    items->appendRow({ new QStandardItem(code), new QStandardItem(codeAndName(code, name)),
                         new QStandardItem(name) });
                 }
             }
