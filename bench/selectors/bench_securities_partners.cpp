@@ -271,7 +271,8 @@ void BM_PartnerPopulate_ItemModelOnly(benchmark::State &state)
     for (auto _ : state) {
         auto items = std::make_unique<QStandardItemModel>();
         for (const QStringList &row : qAsConst(rows))
-            items->appendRow({ new QStandardItem(row[0]), new QStandardItem(row[1]), new QStandardItem(row[2]) });
+            items->appendRow(
+                { new QStandardItem(row[0]), new QStandardItem(row[1]), new QStandardItem(row[2]) });
         shown = std::move(items);
     }
     state.counters["rows"] = double(rows.size());

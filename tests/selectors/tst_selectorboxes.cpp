@@ -19,7 +19,9 @@
 
 #include <QAbstractItemModelTester>
 #include <QAbstractItemView>
+#include <QCompleter>
 #include <QLineEdit>
+#include <QSortFilterProxyModel>
 #include <QStringListModel>
 #include <QTest>
 
@@ -196,7 +198,8 @@ private slots:
         m.add("kx.dealer", { { "dealer_id", 1 }, { "orv_code", "MC200" }, { "name", "Beta Broker" } });
         m.add("kx.dealer", { { "dealer_id", 2 }, { "orv_code", "  MC100 " }, { "name", "Alpha Broker" } });
         m.add("kx.dealer", { { "dealer_id", 3 }, { "orv_code", "MC300" }, { "name", "Gamma" } });
-        m.add("kx.dealer", { { "dealer_id", 4 }, { "orv_code", QString("MC" + QString(22, QLatin1Char('9'))) }, { "name", "Omega" } });
+        const QString longCode = QStringLiteral("MC") + QString(22, QLatin1Char('9'));
+        m.add("kx.dealer", { { "dealer_id", 4 }, { "orv_code", longCode }, { "name", "Omega" } });
         m.addStream(20, 1282, "USDRUB_TOM", "1000000");
         m.addStream(11, 1281, "USDRUB_TOD", "5000000");
         m.addStream(10, 1281, "USDRUB_TOD", "1000000");
@@ -463,6 +466,26 @@ private slots:
         QVERIFY(!partner.isEmpty());
         for (const QList<QVariant> &notice : partner)
             QCOMPARE(notice.at(0).toString(), QStringLiteral("MC200"));
+    }
+
+    // Rows given through a proxy that sorts them anew complete in the order
+    // the proxy shows, not in the order the model under it offers.
+    void completesOverASortedProxy()
+    {
+        m_market->addStock(5, "MGNT", "Magnit");
+        m_market->addStock(6, "MSNG", "mosenergo");
+        StockSelectorModel stocks;
+        stocks.populate();
+        QSortFilterProxyModel proxy;
+        proxy.setSourceModel(&stocks);
+        proxy.sort(0, Qt::DescendingOrder);
+        ComboBox box;
+        box.setModel(&proxy);
+        box.setCurrentIndex(-1);
+        box.show();
+        QTest::keyClicks(box.lineEdit(), QStringLiteral("m"));
+        QCOMPARE(rowTexts(*box.completer()->completionModel(), Qt::DisplayRole),
+            L({ "Magnit", "Moscow", "mosenergo" }));
     }
 
     void streamBox()
