@@ -79,6 +79,7 @@ private slots:
         row("decimal keeps scale", T::Decimal, "1.50", "1.50");
         row("beyond 64 bits", T::XDecimal, "123456789012345678901234.5", "123456789012345678901234.5");
         row("time64 from ISO text", T::Time64, "1970-01-02T00:00:00Z", "86400000");
+        row("text as given", T::String, " MC 100 ", " MC 100 ");
         row("int32 overflow", T::Int32, qint64(2147483648));
         row("int32 from fraction", T::Int32, "12.5");
         row("int64 from fractional double", T::Int64, 1.5);
@@ -99,6 +100,8 @@ private slots:
         }
         field = input;
         QCOMPARE(field.toString(), text);
+        // Only a text cell lends its text in place.
+        QCOMPARE(field.textView().toString(), type == T::String ? text : QString());
         // The stored value survives a round trip through a variant.
         Field copy { T::Type(type) };
         copy = field.toVariant();
