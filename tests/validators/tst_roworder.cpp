@@ -2,9 +2,12 @@
 
 #include <QTest>
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <numeric>
 #include <random>
+#include <set>
 
 Q_DECLARE_METATYPE(RowOrder::Ties)
 
@@ -21,6 +24,7 @@ private slots:
     void rowsAlreadyInKeyOrder_data();
     void rowsAlreadyInKeyOrder();
     void positionsShowingFindsExactTexts();
+    void keptBuffersServeOnlyTheirSize();
 };
 
 namespace
@@ -147,6 +151,37 @@ void TestRowOrder::positionsShowingFindsExactTexts()
     QCOMPARE(RowOrder::positionsShowing(order, QString(), textOf), std::vector<int>({ 6 }));
     QVERIFY(RowOrder::positionsShowing(order, QStringLiteral("sBer"), textOf).empty());
     QVERIFY(RowOrder::positionsShowing(order, QStringLiteral("Sbe"), textOf).empty());
+}
+
+// Buffers freed by one fill wait for the next fill of their own size only: a
+// smaller one handed out for a larger one would be overrun. Past 32 MiB the
+// oldest kept buffer goes back to the system.
+void TestRowOrder::keptBuffersServeOnlyTheirSize()
+{
+    const std::size_t mib = std::size_t(1) << 20;
+    const auto map = [](std::size_t length) {
+        return mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    };
+    HugePages::Detail::Pool pool;
+    void *small = map(4 * mib);
+    QVERIFY(pool.keep(small, 4 * mib));
+    QVERIFY(!pool.take(8 * mib));
+    QCOMPARE(pool.take(4 * mib), small);
+    QVERIFY(!pool.take(4 * mib));
+    QVERIFY(!pool.keep(small, 64 * mib));
+    munmap(small, 4 * mib);
+
+    std::vector<void *> freed;
+    for (int i = 0; i < 5; ++i) {
+        freed.push_back(map(8 * mib));
+        QVERIFY(pool.keep(freed.back(), 8 * mib));
+    }
+    std::set<void *> kept;
+    while (void *block = pool.take(8 * mib))
+        kept.insert(block);
+    QCOMPARE(kept, std::set<void *>(freed.begin() + 1, freed.end()));
+    for (void *block : kept)
+        munmap(block, 8 * mib);
 }
 
 QTEST_APPLESS_MAIN(TestRowOrder)
