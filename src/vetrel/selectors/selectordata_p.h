@@ -151,6 +151,9 @@ void walk(const Table *table, Snapshot<Row> &snapshot, Accept accept, Read read)
 template<typename Row>
 void reorder(Rows<Row> &rows, const std::vector<int> &positions)
 {
+    // A table keyed as the list is ordered gives its rows in place already.
+    if (std::is_sorted(positions.begin(), positions.end()))
+        return;
     Rows<Row> ordered;
     ordered.reserve(rows.size());
     for (int position : positions)
