@@ -4,6 +4,7 @@
 #include "selectormarket.h"
 
 #include <vetrel/securityselectorbox.h>
+#include <vetrel/selectordata_p.h>
 #include <vetrel/securityselectormodel.h>
 #include <vetrel/streamselectorbox.h>
 #include <vetrel/streamselectormodel.h>
@@ -16,7 +17,11 @@
 #include <QLineEdit>
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
+#include <future>
+#include <numeric>
+#include <random>
 #include <thread>
 
 // What a model filled at once from the tables as they are now shows.
@@ -45,6 +50,77 @@ private slots:
         m_market->core->addPlugin(m_decoder);
     }
     void cleanup() { m_market.reset(); }
+
+    void largeFillsShareTheirWork_data()
+    {
+        QTest::addColumn<int>("count");
+
+        QTest::newRow("two threads") << int(SelectorData::ParallelFrom) + 1000;
+        QTest::newRow("one thread") << 5000;
+    }
+
+    // A large fill keys its shown texts on a second thread, over the rows as
+    // read, while the rows are put in list order: the text order must still
+    // be QString's own on the rows as listed, equal texts by list position.
+    void largeFillsShareTheirWork()
+    {
+        QFETCH(int, count);
+        struct Row
+        {
+            int read;
+            QString name;
+        };
+        SelectorData::Rows<Row> rows;
+        RowOrder::Alphabet shown(true);
+        std::mt19937 random(3);
+        const QString letters = QString::fromUtf8("aAbBеЕёЁ");
+        for (int i = 0; i < count; ++i) {
+            QString name;
+            if (i > 0 && random() % 3 == 0) { // runs of texts equal ignoring case
+                name = rows[random() % rows.size()].name;
+                name = random() % 2 ? name.toUpper() : name;
+            } else {
+                for (int n = int(random() % 20); n > 0; --n)
+                    name += letters.at(int(random() % unsigned(letters.size())));
+            }
+            shown.see(name);
+            rows.push_back({ i, name });
+        }
+        std::vector<int> listed(rows.size());
+        std::iota(listed.begin(), listed.end(), 0);
+        std::shuffle(listed.begin(), listed.end(), random);
+
+        const std::vector<int> textOrder = SelectorData::orderRows(
+            rows, [&] { return listed; }, [](const Row &row) -> const QString & { return row.name; },
+            std::move(shown));
+        bool inListOrder = true;
+        for (size_t i = 0; i < rows.size(); ++i)
+            inListOrder &= rows[i].read == listed[i];
+        QVERIFY(inListOrder);
+        std::vector<int> expected(rows.size());
+        std::iota(expected.begin(), expected.end(), 0);
+        std::stable_sort(expected.begin(), expected.end(),
+            [&](int a, int b) { return rows[size_t(a)].name.compare(rows[size_t(b)].name, Qt::CaseInsensitive) < 0; });
+        QCOMPARE(textOrder, expected);
+    }
+
+    // What a fill replaced goes to a thread of its own to be freed.
+    void replacedRowsAreFreedElsewhere()
+    {
+        struct Replaced
+        {
+            explicit Replaced(std::promise<std::thread::id> &freed)
+                : freed(freed)
+            { }
+            ~Replaced() { freed.set_value(std::this_thread::get_id()); }
+            std::promise<std::thread::id> &freed;
+        };
+        std::promise<std::thread::id> freed;
+        std::future<std::thread::id> freedBy = freed.get_future();
+        SelectorData::Reaper::instance().free(std::make_shared<Replaced>(freed));
+        QCOMPARE(freedBy.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+        QVERIFY(freedBy.get() != std::this_thread::get_id());
+    }
 
     void overtakenRefillsAreDropped()
     {

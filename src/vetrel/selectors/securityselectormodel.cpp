@@ -181,12 +181,20 @@ Snapshot readSecurities(const Source &source, Accept accept, Role shown)
     const int rankBits = RowOrder::bitsFor(quint64(rank.empty() ? 0 : rank.size()));
     const auto nameAt = [&](int i) -> const QString & { return rows[size_t(i)].secName; };
     // Rows of one stock and board tie on the rank: their names go on.
-    SelectorData::reorder(rows,
-        RowOrder::sortedByText(
+    const auto positions = [&] {
+        return RowOrder::sortedByText(
             int(rows.size()), nameAt, std::move(names),
             [&](int i) { return RowOrder::PrefixKey().add(quint64(rank[size_t(groupOf[size_t(i)])]), rankBits); },
-            [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); }, RowOrder::Ties::LaterFirst));
-    snapshot.textOrder = member ? memberOrder(rows, shown, std::move(shownTexts)) : textOrder(rows, shown);
+            [&](int a, int b) { return before(rows[size_t(a)], rows[size_t(b)]); }, RowOrder::Ties::LaterFirst);
+    };
+    if (member) {
+        snapshot.textOrder = SelectorData::orderRows(
+            rows, positions, [shown](const Data &row) -> const QString & { return *textMember(row, shown); },
+            std::move(shownTexts));
+    } else {
+        SelectorData::reorder(rows, positions());
+        snapshot.textOrder = textOrder(rows, shown);
+    }
     return snapshot;
 }
 

@@ -6,6 +6,7 @@
 // of the rows and the refills that read a table away from the GUI thread.
 
 #include <vetrel/caseinsensitiveindex_p.h>
+#include <vetrel/reaper_p.h>
 #include <vetrel/roworder_p.h>
 
 #include <vetrel/selectortypes.h>
@@ -25,8 +26,10 @@
 #include <condition_variable>
 #include <exception>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -161,6 +164,40 @@ void reorder(Rows<Row> &rows, const std::vector<int> &positions)
     rows.swap(ordered);
 }
 
+/// From this many rows on, a fill makes its text order's keys on a second
+/// thread: below, the strings that both threads read fit in the caches, and
+/// handing their lines from core to core costs as much as it saves.
+constexpr size_t ParallelFrom = size_t(1) << 18;
+/// From this many rows on, the rows a fill replaced are freed elsewhere.
+constexpr size_t FreeElsewhereFrom = 4096;
+
+/**
+ * Puts the rows in the order `positions()` gives (as `sortedByText` gives
+ * it) and returns the order of their shown texts, for the case-insensitive
+ * index; `shown` has seen every row's text. The keys of that text order are
+ * as much work as the list order, and need none of it: a large list has
+ * them made on a second thread meanwhile.
+ */
+template<typename Row, typename Positions, typename TextOf>
+std::vector<int> orderRows(Rows<Row> &rows, Positions positions, TextOf textOf, RowOrder::Alphabet shown)
+{
+    const int count = int(rows.size());
+    const auto textAt = [&](int i) -> const QString & { return textOf(rows[size_t(i)]); };
+    // Both threads only read the rows until the keys are made.
+    const auto makeKeys = [&] { return RowOrder::caseInsensitiveKeys(count, textAt, std::move(shown)); };
+    std::future<RowOrder::TextKeys> keysMade;
+    if (rows.size() >= ParallelFrom) {
+        try {
+            keysMade = std::async(std::launch::async, makeKeys);
+        } catch (const std::system_error &) { // no thread to be had: all here
+        }
+    }
+    const std::vector<int> order = positions();
+    const RowOrder::TextKeys keys = keysMade.valid() ? keysMade.get() : makeKeys();
+    reorder(rows, order);
+    return RowOrder::caseInsensitiveOrder(count, textAt, keys, [&](int i) { return order[size_t(i)]; });
+}
+
 /**
  * Reads a snapshot: the accepted records of the table, ordered by `less`,
  * each row before the earlier-read rows of equal key, and with the order of
@@ -184,11 +221,14 @@ Snapshot<Row> readSnapshot(
     });
     Rows<Row> &rows = snapshot.rows;
     const auto textAt = [&](int i) -> const QString & { return sortText(rows[size_t(i)]); };
-    reorder(rows,
-        RowOrder::sortedByText(
-            int(rows.size()), textAt, std::move(sorted), [&](int i) { return lead(rows[size_t(i)]); },
-            [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst));
-    snapshot.textOrder = textOrder(rows, textOf, std::move(shown));
+    snapshot.textOrder = orderRows(
+        rows,
+        [&] {
+            return RowOrder::sortedByText(
+                int(rows.size()), textAt, std::move(sorted), [&](int i) { return lead(rows[size_t(i)]); },
+                [&](int a, int b) { return less(rows[size_t(a)], rows[size_t(b)]); }, Ties::LaterFirst);
+        },
+        textOf, std::move(shown));
     return snapshot;
 }
 
@@ -212,8 +252,8 @@ public:
     }
 
     /// Swaps a snapshot in under one reset of `model`; the snapshot's error,
-    /// if any, goes on after the reset has ended. The old rows are left in
-    /// the snapshot, to be freed with it where its owner frees it.
+    /// if any, goes on after the reset has ended. Many old rows are freed
+    /// elsewhere; a few are left in the snapshot, freed with it.
     void swapIn(QAbstractItemModel &model, Snapshot<Row> &snapshot)
     {
         {
@@ -221,6 +261,8 @@ public:
             rows.swap(snapshot.rows);
             textOrder.swap(snapshot.textOrder);
         }
+        if (snapshot.rows.size() >= FreeElsewhereFrom)
+            Reaper::instance().free(std::make_shared<Rows<Row>>(std::move(snapshot.rows)));
         if (snapshot.error)
             std::rethrow_exception(snapshot.error);
     }

@@ -430,6 +430,27 @@ std::vector<int> sortedByText(int count, TextOf textOf, bool folded, Lead lead, 
     return sortedByText(count, textOf, alphabetOf(count, textOf, folded), lead, less, ties);
 }
 
+/// The keys that caseInsensitiveOrder() sorts texts 0..count-1 by;
+/// `alphabet` has seen every text case-folded.
+template<typename TextOf>
+TextKeys caseInsensitiveKeys(int count, TextOf textOf, Alphabet alphabet)
+{
+    return TextKeys(count, textOf, std::move(alphabet), [](int) { return PrefixKey(); });
+}
+
+/**
+ * caseInsensitiveOrder() with keys made beforehand, maybe while the texts
+ * stood elsewhere: text `position` had key number `keyOf(position)`.
+ */
+template<typename TextOf, typename KeyOf>
+std::vector<int> caseInsensitiveOrder(int count, TextOf textOf, const TextKeys &keys, KeyOf keyOf)
+{
+    return sortedPositions(
+        count, [&](int i) { return keys.key(keyOf(i)); },
+        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; }, Ties::EarlierFirst,
+        [&](int i, int level, quint64 &key) { return keys.deeper(textOf(i), level, key); });
+}
+
 /**
  * The positions 0..count-1 ordered by `textOf(position)` ignoring case, as
  * QString::compare(..., Qt::CaseInsensitive) orders them; equal texts keep
@@ -439,9 +460,8 @@ std::vector<int> sortedByText(int count, TextOf textOf, bool folded, Lead lead, 
 template<typename TextOf>
 std::vector<int> caseInsensitiveOrder(int count, TextOf textOf, Alphabet alphabet)
 {
-    return sortedByText(
-        count, textOf, std::move(alphabet), [](int) { return PrefixKey(); },
-        [&](int a, int b) { return textOf(a).compare(textOf(b), Qt::CaseInsensitive) < 0; }, Ties::EarlierFirst);
+    const TextKeys keys = caseInsensitiveKeys(count, textOf, std::move(alphabet));
+    return caseInsensitiveOrder(count, textOf, keys, [](int i) { return i; });
 }
 
 template<typename TextOf>
