@@ -180,6 +180,32 @@ private slots:
         QCOMPARE(searchList(box)->isVisible(), !expected.isEmpty());
     }
 
+    // A full list of 50 rows: the rows whose codes start with the query come
+    // first, then the words' rows in model order, where those rows, and a
+    // second word of the same row, are passed over.
+    void searchFillsTheListInModelOrder()
+    {
+        auto *model = new QStandardItemModel;
+        QStringList expected;
+        for (int row = 0; row < 600; ++row) {
+            const QString code = (row < 40 ? QStringLiteral("AL") : QStringLiteral("X")) + QString::number(row);
+            const QString name = row % 5 == 0 ? QStringLiteral("alpha alpine") : QStringLiteral("beta alpha");
+            model->appendRow(new QStandardItem(name));
+            model->setData(model->index(row, 0), code, codeRole);
+            if (expected.size() < 50)
+                expected.append(code + QStringLiteral("  ") + name);
+        }
+        ComboBox box;
+        model->setParent(&box);
+        box.setTraderSearchCodeRole(codeRole);
+        box.setModel(model);
+        box.setCurrentIndex(-1);
+        box.setTraderSearch(true);
+        box.show();
+        type(box.lineEdit(), QStringLiteral("al"));
+        QCOMPARE(offered(box), expected);
+    }
+
     void choosingKeepsTheValidatorsWord_data()
     {
         QTest::addColumn<QString>("typed");

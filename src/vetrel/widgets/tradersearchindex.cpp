@@ -188,25 +188,46 @@ TraderSearchIndex::Range TraderSearchIndex::startingWith(
 void TraderSearchIndex::collect(const std::vector<int> &rowsOf, Range range, const QByteArray &query,
     Kind kind, int limit, std::vector<Match> &found) const
 {
-    // The smallest rows of the range, a batch at a time: the first few
-    // rows in model order cost no sort of a range of a hundred thousand.
-    std::vector<int> rows(rowsOf.begin() + range.first, rowsOf.begin() + range.second);
+    // The smallest rows of the range, a batch at a time: a short query's
+    // range holds a row of every name, and the first few in model order
+    // cost one read of it, not a copy and a partial sort.
     const auto wanted = size_t(limit) - std::min(found.size(), size_t(limit));
+    const size_t batchSize = 2 * wanted + 16;
     int last = -1; // a row found through two of its words is taken once
     size_t taken = 0;
-    for (auto batch = rows.begin(); batch != rows.end() && taken < wanted;) {
-        const auto batchEnd = batch + std::min(rows.end() - batch, std::ptrdiff_t(2 * wanted + 16));
-        std::nth_element(batch, batchEnd - 1, rows.end());
-        std::sort(batch, batchEnd);
-        for (auto it = batch; it != batchEnd && taken < wanted; ++it) {
+    while (taken < wanted) {
+        const std::vector<int> batch = smallestAbove(rowsOf, range, last, batchSize);
+        for (auto it = batch.begin(); it != batch.end() && taken < wanted; ++it) {
             if (*it != last && kindOf(*it, query) == kind) {
                 found.push_back({ *it, kind });
                 ++taken;
             }
             last = *it;
         }
-        batch = batchEnd;
+        if (batch.size() < batchSize)
+            break;
     }
+}
+
+std::vector<int> TraderSearchIndex::smallestAbove(
+    const std::vector<int> &rowsOf, Range range, int above, size_t count)
+{
+    std::vector<int> heap; // the largest on top
+    heap.reserve(count);
+    for (size_t i = range.first; i < range.second; ++i) {
+        const int row = rowsOf[i];
+        if (row <= above || (heap.size() == count && row >= heap.front()))
+            continue;
+        if (heap.size() == count) {
+            std::pop_heap(heap.begin(), heap.end());
+            heap.back() = row;
+        } else {
+            heap.push_back(row);
+        }
+        std::push_heap(heap.begin(), heap.end());
+    }
+    std::sort_heap(heap.begin(), heap.end());
+    return heap;
 }
 
 void TraderSearchIndex::collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const

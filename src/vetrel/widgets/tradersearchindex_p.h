@@ -58,6 +58,9 @@ private:
     /// match is `kind`, while fewer than `limit` rows are found.
     void collect(const std::vector<int> &rowsOf, Range range, const QByteArray &query, Kind kind, int limit,
         std::vector<Match> &found) const;
+    /// The `count` smallest rows above `above` among `rowsOf` over `range`,
+    /// ascending; a row there twice counts twice.
+    static std::vector<int> smallestAbove(const std::vector<int> &rowsOf, Range range, int above, size_t count);
     void collectAnywhere(const QByteArray &query, int limit, std::vector<Match> &found) const;
 
     QByteArray m_text; // per row: code, a unit separator, name, a newline
