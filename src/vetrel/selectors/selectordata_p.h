@@ -165,11 +165,10 @@ void reorder(Rows<Row> &rows, const std::vector<int> &positions)
 }
 
 /// From this many rows on, a fill makes its text order's keys on a second
-/// thread: below, the strings that both threads read fit in the caches, and
-/// handing their lines from core to core costs as much as it saves.
+/// thread and leaves the rows it replaced to another to free. Below, the
+/// strings the threads share fit in the caches, and handing their lines
+/// (and reference counts) from core to core costs as much as it saves.
 constexpr size_t ParallelFrom = size_t(1) << 18;
-/// From this many rows on, the rows a fill replaced are freed elsewhere.
-constexpr size_t FreeElsewhereFrom = 4096;
 
 /**
  * Puts the rows in the order `positions()` gives (as `sortedByText` gives
@@ -261,7 +260,7 @@ public:
             rows.swap(snapshot.rows);
             textOrder.swap(snapshot.textOrder);
         }
-        if (snapshot.rows.size() >= FreeElsewhereFrom)
+        if (snapshot.rows.size() >= ParallelFrom)
             Reaper::instance().free(std::make_shared<Rows<Row>>(std::move(snapshot.rows)));
         if (snapshot.error)
             std::rethrow_exception(snapshot.error);
