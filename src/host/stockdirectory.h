@@ -6,8 +6,6 @@
 
 #include <QHash>
 
-#include <vector>
-
 /**
  * Stock ids, codes and names from the "stocks" table. Unknown ids give the
  * empty text, unknown codes the id 0.
@@ -30,18 +28,13 @@ private:
 
     struct Stock
     {
-        int id;
         QString code;
         QString name;
     };
     /// The member of the stock of that id; empty for an unknown id.
     QString field(int stockId, QString Stock::*member) const;
-    const Stock *find(int stockId) const;
 
-    std::vector<Stock> m_byId; // ascending ids, each once
-    // Where the last lookup found its stock: a list asks for the stocks of
-    // its rows in the order of their ids, so the next one is mostly next.
-    mutable size_t m_next = 0;
+    QHash<int, Stock> m_byId;
     QHash<QString, int> m_idByCode;
 };
 

@@ -40,17 +40,6 @@ private slots:
 
     void cleanup() { m_core.reset(); }
 
-    // A list asks for its stocks in ascending ids, others in any order; the
-    // answer must not depend on the question before.
-    void stockLookupsInAnyOrder()
-    {
-        const QMap<int, QString> codes { { 1, "MOEX" }, { 2, "ARVENTA" }, { 4, "D" }, { 7, "G" }, { 10, "J" } };
-        for (int id : { 10, 4, 7 })
-            table("stocks")->insert({ { "stock_id", id }, { "stock_code", codes.value(id) } });
-        for (int id : { 0, 1, 2, 3, 4, 7, 10, 11, 10, 7, 4, 4, 5, 2, 1, 8, 7, 3 })
-            QCOMPARE(StockDirectory::codeById(id), codes.value(id));
-    }
-
     void stockDirectoryFollowsCoreAndTable()
     {
         QCOMPARE(StockDirectory::codeById(2), QStringLiteral("ARVENTA"));
