@@ -13,9 +13,9 @@ namespace SelectorData
 
 /**
  * One thread for the whole process, started on first use, that frees what
- * fills hand it: a million replaced rows take a fill's GUI thread as long
- * to free as to read. It and its queue are never destroyed, as a fill may
- * still hand it something while static objects go.
+ * fills hand it: freeing a million replaced rows is a tenth or more of a
+ * fill, and the caller need not wait for it. It and its queue are never
+ * destroyed, as a fill may still hand it something while static objects go.
  */
 class Reaper
 {
